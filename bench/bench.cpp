@@ -1,0 +1,167 @@
+// Measures the analysis of one synthetic day (three channels, 18 Hz, windows of 128 samples every
+// 64) as a whole, and its stages by themselves. Items are windows; it reports and asserts nothing.
+
+#include <benchmark/benchmark.h>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "korla/korla_base.h"
+#include "tools/recording.h"
+
+#include "src/analysis.h"
+#include "src/correlation.h"
+#include "src/direction.h"
+#include "src/geometry.h"
+#include "src/lag_sums.h"
+#include "src/results.h"
+#include "src/settings.h"
+#include "src/spectrum.h"
+
+namespace {
+
+constexpr std::size_t length = 128;
+constexpr std::size_t max_lag = 16;
+constexpr double frequency = 18.0;
+
+/// A recorded day in a folder that goes when the program ends.
+class Day {
+ public:
+  Day() {
+    std::string name = std::filesystem::temp_directory_path() / "tavrik_bench_XXXXXX";
+    folder_ = mkdtemp(name.data());
+    recording::Scene scene;
+    scene.length = 86400;
+    scene.waves = recording::demo_waves();
+    recording_ = recording::compute_recording(scene);
+    recording::write_ko24(path(), recording_, 1);
+    recording::write_coordinates(folder_ / "day.coords", scene.microphones);
+  }
+
+  Day(const Day&) = delete;
+  Day& operator=(const Day&) = delete;
+
+  ~Day() { std::filesystem::remove_all(folder_); }
+
+  std::string path() const { return folder_ / "day.ko24"; }
+
+  const std::int32_t* channel(std::size_t c) const { return recording_.samples[c].data(); }
+
+  std::size_t windows() const { return (recording_.samples[0].size() - length - 1) / 64 + 1; }
+
+ private:
+  std::filesystem::path folder_;
+  recording::Recording recording_;
+};
+
+const Day& day() {
+  static const Day the_day;
+  return the_day;
+}
+
+void use_day_settings() {
+  tavrik::settings = {};
+  tavrik::settings.quiet = true;
+  tavrik::settings.graphics_mode = 0;
+  tavrik::settings.cstep = 64;
+  tavrik::settings.write_az = true;
+  tavrik::set_maxdelay(max_lag);
+  tavrik::array_geometry.baselines = tavrik::compute_geometry(tavrik::array_geometry.pos);
+}
+
+void count_windows(benchmark::State& state, std::size_t per_iteration) {
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(per_iteration));
+}
+
+void whole_day(benchmark::State& state) {
+  use_day_settings();
+  const std::string path = day().path();
+  tavrik::ResultSeries series;
+  for (auto _ : state) {
+    series.records.clear();
+    tavrik::analyse({path}, series);
+  }
+  count_windows(state, series.records.size());
+}
+
+void reading(benchmark::State& state) {
+  const std::string path = day().path();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(KorLa::open_series(path, 0.0, true));
+  }
+  count_windows(state, day().windows());
+}
+
+void transform(benchmark::State& state) {
+  tavrik::Spectrum spectrum(length);
+  std::array<double, 8> magnitudes{};
+  for (auto _ : state) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      spectrum.set_channel(c, day().channel(c));
+    }
+    spectrum.average_magnitudes(magnitudes);
+    benchmark::DoNotOptimize(tavrik::line_fit(magnitudes));
+  }
+  count_windows(state, 1);
+}
+
+void correlation(benchmark::State& state) {
+  use_day_settings();
+  std::array<tavrik::PaddedSignal, 3> window;
+  for (std::size_t c = 0; c < window.size(); ++c) {
+    window[c].resize(length, max_lag);
+    std::copy_n(day().channel(c), length, window[c].samples().begin());
+  }
+  tavrik::Correlation& work = tavrik::correlation;
+  tavrik::Lags lags{};
+  std::array<double, 3> values{};
+  for (auto _ : state) {
+    for (std::size_t p = 0; p < 3; ++p) {
+      const auto [a, b] = tavrik::pair_channels[p];
+      tavrik::lag_sums(window[a], window[b], max_lag, work.sums);
+      tavrik::correlate_weighted(work.sums, work.divisors, work.crs[p]);
+      tavrik::correlate_normalised(work.sums, 128.0, 128.0, work.crn[p]);
+      tavrik::divide_by_peak(work.crs[p], work.crs_norm[p]);
+    }
+    tavrik::find_lags(work.crs_norm, work.crs, values, lags, max_lag);
+    benchmark::DoNotOptimize(lags);
+  }
+  count_windows(state, 1);
+}
+
+void direction(benchmark::State& state) {
+  use_day_settings();
+  tavrik::ResultRecord record;
+  for (auto _ : state) {
+    tavrik::Lags lags = {1.25, -2.5, -3.75};
+    tavrik::angle_new(record, lags, tavrik::array_geometry, frequency);
+    benchmark::DoNotOptimize(record);
+  }
+  count_windows(state, 1);
+}
+
+void writing(benchmark::State& state) {
+  use_day_settings();
+  tavrik::open_result_files(day().path(), "test", 0.0);
+  tavrik::ResultRecord record;
+  tavrik::Lags lags = {1.25, -2.5, -3.75};
+  tavrik::angle_new(record, lags, tavrik::array_geometry, frequency);
+  record.time = 1456812000.125;
+  const tavrik::WindowValues values = {{201.5, 187.25, 222.75}, {0.81, 0.79, 0.88}, lags};
+  for (auto _ : state) {
+    tavrik::write_window(record, values, tavrik::correlation.crs, frequency);
+  }
+  tavrik::close_result_files();
+  count_windows(state, 1);
+}
+
+BENCHMARK(whole_day)->Unit(benchmark::kMillisecond);
+BENCHMARK(reading)->Unit(benchmark::kMillisecond);
+BENCHMARK(correlation);
+BENCHMARK(transform);
+BENCHMARK(direction);
+BENCHMARK(writing);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,218 @@
+// Reading of ko24 files: head, channel table, sample block, time-mark correction.
+
+#include "korla/korla24.h"
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <ctime>
+#include <fmt/format.h>
+#include <memory>
+#include <stdexcept>
+
+#include "korla/bytes.h"
+#include "korla/trace.h"
+
+// Headers and samples are read as the bytes that they are in memory.
+static_assert(std::endian::native == std::endian::little);
+
+namespace KorLa {
+
+namespace {
+
+/// Trace lines name the library's modules by this path, whatever tree they were built in.
+constexpr const char* trace_module = "../../../src/korla24";
+
+constexpr std::int32_t mark_level = 300000;
+/// Seconds past the hour at which the recorder's clock gives its two marks.
+constexpr double first_mark = 300.0;
+constexpr double second_mark = 2100.0;
+
+bool is_tagged(const char* bytes, const char* tag) {
+  return std::memcmp(bytes, tag, 4) == 0;
+}
+
+void read_header(std::FILE* file, SeriesHeader& header) {
+  constexpr std::size_t first_part = 8;
+  constexpr std::size_t second_part = 24;
+  char* bytes = reinterpret_cast<char*>(&header);
+  read_bytes(file, bytes, first_part);
+  read_bytes(file, bytes + first_part, second_part);
+  if (header.version == 1) {
+    header.header_size = static_cast<std::uint16_t>(header.header_size + 4);
+    read_bytes(file, header.extra_time.data(), 4);
+  } else if (header.version == 2) {
+    read_bytes(file, header.extra_time.data(), 8);
+  }
+  if (!is_tagged(header.magic.data(), "ko24")) {
+    throw std::runtime_error("This is not a valid ko24 file\n");
+  }
+  if (header.version > 2) {
+    throw std::runtime_error(
+        fmt::format("Unknown version ({}) of an ko24 file\n", static_cast<int>(header.version)));
+  }
+}
+
+/// Reads a chunk's tag and the four bytes behind it, which nobody interprets.
+void expect_tag(std::FILE* file, const char* tag) {
+  std::array<char, 8> bytes;
+  read_bytes(file, bytes.data(), bytes.size());
+  if (!is_tagged(bytes.data(), tag)) {
+    throw std::runtime_error(fmt::format("Unknown magic {}\n", tag));
+  }
+}
+
+void read_channel_table(std::FILE* file, std::vector<ChannelDescriptor>& channels) {
+  expect_tag(file, "chns");
+  for (ChannelDescriptor& channel : channels) {
+    read_bytes(file, &channel, sizeof channel);
+    if (!is_tagged(channel.magic.data(), "chan")) {
+      throw std::runtime_error("Unknown magic chan\n");
+    }
+  }
+}
+
+/// Reads the interleaved block to the end of the file and deals its values out to the channels.
+/// Returns the number of whole samples.
+std::size_t read_samples(std::FILE* file, const std::string& path,
+                         std::vector<std::vector<std::int32_t>>& samples) {
+  const std::size_t promised = bytes_left(file) / sizeof(std::int32_t);
+  const auto block = std::make_unique_for_overwrite<std::int32_t[]>(promised);
+  const std::size_t bytes = std::fread(block.get(), 1, promised * sizeof(std::int32_t), file);
+  if (std::ferror(file) != 0) {
+    throw std::runtime_error(fmt::format("Can't read {}\n", path));
+  }
+  const std::size_t n_values = bytes / sizeof(std::int32_t);
+  const std::size_t n_channels = samples.size();
+  for (std::size_t c = 0; c < n_channels; ++c) {
+    std::vector<std::int32_t>& channel = samples[c];
+    channel.resize(n_values / n_channels + (c < n_values % n_channels ? 1 : 0));
+    const std::int32_t* value = block.get() + c;
+    for (std::int32_t& sample : channel) {
+      sample = *value;
+      value += n_channels;
+    }
+  }
+  return n_values / n_channels;
+}
+
+/// A time for trace lines, cut to whole seconds.
+std::string utc_text(double time) {
+  constexpr double latest = 6e16;  // the last year that a calendar record can hold
+  if (!(std::fabs(time) < latest)) {
+    return fmt::format("{}", time);
+  }
+  const auto seconds = static_cast<std::time_t>(time);
+  std::tm calendar{};
+  std::array<char, 64> text{};
+  gmtime_r(&seconds, &calendar);
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S %Z", &calendar);
+  return text.data();
+}
+
+/// What moves a mark to its place in its hour.
+double offset_to_mark(double time, double mark) {
+  return std::floor(time / 3600.0) * 3600.0 + mark - time;
+}
+
+}  // namespace
+
+std::size_t find_time_mark(std::span<const std::int32_t> samples, int width) {
+  const auto shortest = static_cast<std::size_t>(width) + 1;
+  const auto longest = shortest + 1;
+  std::size_t start = 0;
+  while (start < samples.size()) {
+    if (samples[start] <= mark_level) {
+      ++start;
+      continue;
+    }
+    std::size_t end = start + 1;
+    while (end < samples.size() && samples[end] >= mark_level) {
+      ++end;
+    }
+    if (end == samples.size()) {
+      break;
+    }
+    // Of all starts inside the run only these two leave a rest of an accepted length.
+    for (const std::size_t length : {longest, shortest}) {
+      if (end - start >= length && samples[end - length] > mark_level) {
+        return end - length;
+      }
+    }
+    start = end;
+  }
+  return samples.size();
+}
+
+KORLA24::KORLA24(const std::string& path, bool nudge) {
+  const File file = open_for_reading(path.c_str());
+  if (!file) {
+    throw std::runtime_error(fmt::format("Couldn't open {}\n", path));
+  }
+  read_header(file.get(), header);
+  channels.resize(header.n_channels);
+  samples.resize(header.n_channels);
+  read_channel_table(file.get(), channels);
+  expect_tag(file.get(), "data");
+  if (channels.empty()) {
+    throw std::runtime_error(fmt::format("No channels in {} (channel count 0)\n", path));
+  }
+  const std::size_t n_samples = read_samples(file.get(), path, samples);
+
+  double correction = 0.0;
+  if (nudge && channels.size() == 4) {
+    correction = compute_nudge();
+  } else {
+    KORLA_TRACE("No nudge\n");
+  }
+  const double base = correction + start_time();
+  const double frequency = header.sampling_frequency;
+  times.resize(n_samples);
+  for (std::size_t i = 0; i < n_samples; ++i) {
+    times[i] = static_cast<double>(i) / frequency + base;
+  }
+}
+
+int KORLA24::format_id() const {
+  return 1;
+}
+
+double KORLA24::uncorrected_time(std::size_t index) const {
+  return start_time() + static_cast<double>(index) / header.sampling_frequency;
+}
+
+double KORLA24::compute_nudge() const {
+  KORLA_TRACE("nudge enabled\n");
+  const std::span<const std::int32_t> marks(samples[3]);
+  const double frequency = header.sampling_frequency;
+  if (!(frequency > 0.0 && frequency < static_cast<double>(marks.size()))) {
+    return 0.0;  // not a second of samples, so no mark either
+  }
+  const int width = static_cast<int>(std::lround(frequency));
+  const std::size_t mark1 = find_time_mark(marks, width);
+  if (mark1 == marks.size()) {
+    return 0.0;
+  }
+  const double time1 = uncorrected_time(mark1);
+  KORLA_TRACE("Time @ 5 min mark1: {}", utc_text(time1));
+  double nudge = offset_to_mark(time1, first_mark);
+
+  // A mark is longer than `width`, so this stays inside the channel.
+  const std::size_t behind = mark1 + static_cast<std::size_t>(width);
+  const std::size_t mark2 = behind + find_time_mark(marks.subspan(behind), width);
+  if (mark2 != marks.size()) {
+    const double time2 = uncorrected_time(mark2);
+    KORLA_TRACE("Time @ 35 min mark2: {}", utc_text(time2));
+    const double distance = static_cast<double>(mark2 - mark1) / frequency;
+    if (distance < 1799.0 || distance > 1801.0) {
+      KORLA_TRACE("Time marks not 1800 seconds apart: {}\n", distance);
+      KORLA_TRACE("Nudging aborted\n");
+      return 0.0;
+    }
+    nudge = (offset_to_mark(time2, second_mark) + nudge) * 0.5;
+  }
+  KORLA_TRACE("nudge = {}\n", nudge);
+  return nudge;
+}
+
+}  // namespace KorLa

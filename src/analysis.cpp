@@ -1,0 +1,262 @@
+// The window loop, and what happens in one window.
+
+#include "src/analysis.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "src/console.h"
+#include "src/correlation.h"
+#include "src/direction.h"
+#include "src/lag_sums.h"
+#include "src/progress.h"
+#include "src/results.h"
+#include "src/settings.h"
+#include "src/spectrum.h"
+
+namespace tavrik {
+
+namespace {
+
+using Channels = std::array<PaddedSignal, 3>;
+
+/// One value for each channel.
+using PerChannel = std::array<double, 3>;
+
+/// What a run keeps from window to window; all memory is taken before the first.
+struct WindowWork {
+  Channels window;  ///< the window's samples, normalised in place
+  Spectrum spectrum;
+  std::vector<double> magnitudes;  ///< of the bins that the line is fitted to
+  PerChannel energy{};             ///< sum of squared deviations from the mean
+  WindowValues values;
+  AngleMethod angle = nullptr;
+  double frequency = 0;
+  double base_time = 0;  ///< see window_time
+
+  WindowWork(std::size_t length, std::size_t max_lag, std::size_t n_bins)
+      : spectrum(length), magnitudes(n_bins) {
+    for (PaddedSignal& channel : window) {
+      channel.resize(length, max_lag);
+    }
+  }
+};
+
+/// Copies the window that starts at sample `first` into the window and the transform's input.
+void load_window(WindowWork& work, const JoinedSeries& data, std::size_t first) {
+  for (std::size_t c = 0; c < work.window.size(); ++c) {
+    const std::int32_t* raw = data.samples[c].data() + first;
+    const std::span<double> samples = work.window[c].samples();
+    std::copy_n(raw, samples.size(), samples.begin());
+    work.spectrum.set_channel(c, raw);
+  }
+}
+
+/// The standard deviation of a variance.
+double deviation(double variance) {
+  if (variance < 0) {
+    warn("Roten ur ett negativt tal!\n");
+  }
+  return std::sqrt(variance);
+}
+
+/// Means and mean absolute values. The channels are summed side by side: three chains of additions
+/// keep the processor busy where one would wait for each sum.
+PerChannel measure_means(Channels& window, PerChannel& mean_absolute) {
+  const std::span<const double> x0 = window[0].samples();
+  const std::span<const double> x1 = window[1].samples();
+  const std::span<const double> x2 = window[2].samples();
+  PerChannel sum{};
+  PerChannel sum_absolute{};
+  for (std::size_t i = 0; i < x0.size(); ++i) {
+    sum[0] += x0[i];
+    sum[1] += x1[i];
+    sum[2] += x2[i];
+    sum_absolute[0] += std::fabs(x0[i]);
+    sum_absolute[1] += std::fabs(x1[i]);
+    sum_absolute[2] += std::fabs(x2[i]);
+  }
+  const auto n = static_cast<double>(x0.size());
+  for (std::size_t c = 0; c < sum.size(); ++c) {
+    sum[c] /= n;
+    mean_absolute[c] = sum_absolute[c] / n;
+  }
+  return sum;
+}
+
+/// Sums of squared deviations from the given means.
+PerChannel measure_energy(Channels& window, const PerChannel& mean) {
+  const std::span<const double> x0 = window[0].samples();
+  const std::span<const double> x1 = window[1].samples();
+  const std::span<const double> x2 = window[2].samples();
+  PerChannel sum{};
+  for (std::size_t i = 0; i < x0.size(); ++i) {
+    sum[0] += (x0[i] - mean[0]) * (x0[i] - mean[0]);
+    sum[1] += (x1[i] - mean[1]) * (x1[i] - mean[1]);
+    sum[2] += (x2[i] - mean[2]) * (x2[i] - mean[2]);
+  }
+  return sum;
+}
+
+/// Frees a channel of its mean and scales it to unit variance; a constant channel becomes zeros.
+void normalise(std::span<double> samples, double mean, double energy) {
+  const double std = deviation(energy / static_cast<double>(samples.size() - 1));
+  for (double& sample : samples) {
+    sample -= mean;
+  }
+  if (std > 0) {
+    for (double& sample : samples) {
+      sample /= std;
+    }
+  }
+}
+
+/// Measures the raw window, then normalises it unless the settings forbid.
+void prepare_window(WindowWork& work) {
+  const PerChannel mean = measure_means(work.window, work.values.mvl);
+  work.energy = measure_energy(work.window, mean);
+  if (settings.normalize) {
+    for (std::size_t c = 0; c < work.window.size(); ++c) {
+      normalise(work.window[c].samples(), mean[c], work.energy[c]);
+    }
+    PerChannel ignored;
+    work.energy = measure_energy(work.window, measure_means(work.window, ignored));
+  }
+}
+
+void correlate_pairs(WindowWork& work, ResultRecord& record) {
+  std::array<double, 3> cmax;
+  for (std::size_t p = 0; p < pair_channels.size(); ++p) {
+    const auto [a, b] = pair_channels[p];
+    lag_sums(work.window[a], work.window[b], correlation.max_lag, correlation.sums);
+    correlate_weighted(correlation.sums, correlation.divisors, correlation.crs[p]);
+    correlate_normalised(correlation.sums, work.energy[a], work.energy[b], correlation.crn[p]);
+    cmax[p] = divide_by_peak(correlation.crs[p], correlation.crs_norm[p]);
+  }
+  record.cmax12 = cmax[0];
+  record.cmax13 = cmax[1];
+  record.cmax23 = cmax[2];
+  record.cmax = *std::max_element(cmax.begin(), cmax.end());
+}
+
+void derive(ResultRecord& record, const WindowValues& values, double frequency) {
+  const Lags& lags = values.lags;
+  const auto& [m0, m1, m2] = values.mvl;
+  const auto& [c12, c13, c23] = values.value_at_lag;
+  record.vel2 =
+      array_geometry.baselines.d12 * frequency / std::sqrt(lags[0] * lags[0] + lags[1] * lags[1]);
+  record.amp = (m0 + m1 + m2) / 3;
+  record.cprod = c12 * c13 * c23;
+  record.quality = record.cprod * record.amp;
+}
+
+/// Time of the window that starts at sample `first`. Where the sample times do not increase, time
+/// goes on from the last that did by the index of the window: the mixture is intended.
+double window_time(WindowWork& work, double time, std::size_t first) {
+  if (work.base_time < time) {
+    work.base_time = time;
+    return time;
+  }
+  return work.base_time + static_cast<double>(first) / work.frequency;
+}
+
+ResultRecord analyse_window(WindowWork& work, const JoinedSeries& data, std::size_t first) {
+  ResultRecord record;
+  load_window(work, data, first);
+  work.spectrum.average_magnitudes(work.magnitudes);
+  record.slope = line_fit(work.magnitudes).slope;
+  prepare_window(work);
+  correlate_pairs(work, record);
+  WindowValues& values = work.values;
+  find_lags(correlation.crs_norm, correlation.crs, values.value_at_lag, values.lags,
+            correlation.max_lag);
+  work.angle(record, values.lags, array_geometry, work.frequency);
+  derive(record, values, work.frequency);
+  record.time = window_time(work, data.times[first], first);
+  return record;
+}
+
+/// Says now and then how far the run is, and hands the lines so far to the system, so that a run
+/// that is killed loses a second's work at most.
+class Watch {
+ public:
+  void look(std::size_t done, std::size_t total) {
+    constexpr int windows_between_looks = 256;
+    if (++windows_ % windows_between_looks != 0) {
+      return;
+    }
+    progress_.show(done, total);
+    if (Clock::now() >= next_flush_) {
+      flush_result_files();
+      next_flush_ = Clock::now() + std::chrono::seconds(1);
+    }
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  int windows_ = 0;
+  Progress progress_{"analysing"};
+  Clock::time_point next_flush_ = Clock::now() + std::chrono::seconds(1);
+};
+
+/// Walks the windows. The last one ends before the last sample: intended.
+void walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records) {
+  const std::size_t n = data.times.size();
+  const std::size_t length = settings.clength;
+  const auto step = static_cast<std::size_t>(settings.cstep);
+  const double duration = static_cast<double>(length) / work.frequency;
+  if (n > length) {
+    records.reserve(records.size() + (n - length - 1) / step + 1);
+  }
+  Watch watch;
+  for (std::size_t i = 0; i + length < n; i += step) {
+    if (settings.range_set && data.times[i] < settings.range_t0) {
+      continue;
+    }
+    if (settings.range_set && data.times[i] >= settings.range_t1) {
+      break;
+    }
+    if (duration < data.times[i + length - 1] - data.times[i]) {
+      continue;  // a hole in the window
+    }
+    const ResultRecord record = analyse_window(work, data, i);
+    write_window(record, work.values, correlation.crs, work.frequency);
+    records.push_back(record);
+    watch.look(i, n);
+  }
+}
+
+void warn_of_missing_statistics() {
+  if (settings.entropy || settings.acr || settings.vortex) {
+    warn("Warning: --entropy, --acr and --vortex are not computed by this version\n");
+  }
+}
+
+}  // namespace
+
+void analyse(const std::vector<std::string>& files, ResultSeries& series) {
+  warn_of_missing_statistics();
+  const JoinedSeries data = gather(files);
+  series.sampling_frequency = data.sampling_frequency;
+  if (data.times.size() <= settings.clength) {
+    warn("WARNING: {} has too few samples ({}) for a window of {}\n", data.first_path,
+         data.times.size(), settings.clength);
+  }
+
+  const std::size_t begin = series.records.size();
+  open_result_files(data.first_path, data.station, data.start_time);
+  WindowWork work(settings.clength, correlation.max_lag, settings.lsq_len);
+  work.angle = angle_method(settings.primary_direction);
+  work.frequency = data.sampling_frequency;
+  walk_windows(work, data, series.records);
+  if (settings.histogram && !settings.vortex) {
+    const std::span<const ResultRecord> records(series.records);
+    write_histogram(data.first_path,
+                    make_histogram(records.subspan(begin), settings.hist_size, settings.crsfilter));
+  }
+  close_result_files();
+}
+
+}  // namespace tavrik

@@ -1,0 +1,100 @@
+// Correlation series and their peaks.
+
+#include "src/correlation.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tavrik {
+
+namespace {
+
+/// Index of the value of exactly 1.0 nearest to the high end; series.size() if there is none.
+std::size_t find_peak(std::span<const double> series) {
+  std::size_t next = series.size();
+  while (next > 0) {
+    --next;
+    if (series[next] == 1.0) {  // never true for a NaN
+      return next;
+    }
+  }
+  return series.size();
+}
+
+}  // namespace
+
+void set_maxdelay(std::size_t max_lag) {
+  const std::size_t size = 2 * max_lag + 1;
+  correlation.max_lag = max_lag;
+  correlation.sums.resize(size);
+  for (PairSeries* series : {&correlation.crs, &correlation.crn, &correlation.crs_norm}) {
+    for (std::vector<double>& pair : *series) {
+      pair.resize(size);
+    }
+  }
+  correlation.divisors.resize(size);
+  for (std::size_t k = 0; k < size; ++k) {
+    const double lag = std::fabs(static_cast<double>(k) - static_cast<double>(max_lag));
+    correlation.divisors[k] = (0.1 * lag + 4.0) * static_cast<double>(2 * max_lag);
+  }
+}
+
+void correlate_weighted(std::span<const double> sums, std::span<const double> divisors,
+                        std::span<double> out) {
+  std::transform(sums.begin(), sums.end(), divisors.begin(), out.begin(), std::divides<>());
+}
+
+void correlate_normalised(std::span<const double> sums, double energy_a, double energy_b,
+                          std::span<double> out) {
+  const double divisor = std::sqrt(energy_a * energy_b);
+  std::transform(sums.begin(), sums.end(), out.begin(),
+                 [divisor](double sum) { return sum / divisor; });
+}
+
+double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm) {
+  const double peak = *std::max_element(crs.begin(), crs.end());
+  if (peak == 0) {
+    std::fill(crs_norm.begin(), crs_norm.end(), 0.0);
+  } else {
+    // A division: the product with 1 / peak need not give an exact 1.0.
+    std::transform(crs.begin(), crs.end(), crs_norm.begin(),
+                   [peak](double value) { return value / peak; });
+  }
+  return peak;
+}
+
+void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
+               std::array<double, 3>& value_at_lag, Lags& lags, std::size_t max_lag) {
+  for (std::size_t p = 0; p < lags.size(); ++p) {
+    const std::vector<double>& v = crs_norm[p];
+    const std::size_t j = find_peak(v);
+    const double peak_lag = static_cast<double>(j) - static_cast<double>(max_lag);
+    if (j == v.size()) {
+      lags[p] = 0;
+    } else if (j == 0 || j == 2 * max_lag) {
+      lags[p] = peak_lag;
+    } else {
+      const double slope = v[j + 1] - v[j - 1];
+      const double bend = v[j + 1] + v[j - 1] - 2 * v[j];
+      lags[p] =
+          static_cast<double>(j) - slope * 0.5 * 0.5 / (bend * 0.5) - static_cast<double>(max_lag);
+      value_at_lag[p] = crs[p][j];
+    }
+  }
+}
+
+Line line_fit(std::span<const double> y) {
+  const auto n = static_cast<double>(y.size());
+  double sum_x = 0, sum_y = 0, sum_xy = 0, sum_xx = 0;
+  for (std::size_t k = 0; k < y.size(); ++k) {
+    const auto x = static_cast<double>(k + 1);
+    sum_x += x;
+    sum_y += y[k];
+    sum_xy += x * y[k];
+    sum_xx += x * x;
+  }
+  const double slope = (n * sum_xy - sum_x * sum_y) / (n * sum_xx - sum_x * sum_x);
+  return {(sum_y - slope * sum_x) / n, slope};
+}
+
+}  // namespace tavrik

@@ -1,0 +1,65 @@
+#pragma once
+// Correlation of the three channel pairs over a range of lags, and the lags of their peaks.
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "src/direction.h"
+#include "src/lag_sums.h"
+
+namespace tavrik {
+
+/// The channels of the pairs 12, 13, 23.
+inline constexpr std::array<std::array<std::size_t, 2>, 3> pair_channels = {
+    {{0, 1}, {0, 2}, {1, 2}}};
+
+/// One series of 2 * max_lag + 1 values, index lag + max_lag, for each of the pairs 12, 13, 23.
+using PairSeries = std::array<std::vector<double>, 3>;
+
+/// The buffers of a window's correlation. Resized by `set_maxdelay`, written in every window.
+struct Correlation {
+  std::size_t max_lag = 0;
+  std::vector<double> divisors;  ///< of the weighted series, one for each lag
+  std::vector<double> sums;      ///< of products, of the pair at work
+  PairSeries crs;                ///< weighted series
+  PairSeries crn;                ///< series normalised by the signals' energy
+  PairSeries crs_norm;           ///< weighted series divided by its highest value
+};
+
+inline Correlation correlation;
+
+/// Makes room in `correlation` for lags from -max_lag to max_lag (1..65535) and works out their
+/// divisors, (0.1 * |lag| + 4) * 2 * max_lag: they favour small lags, which is intended.
+void set_maxdelay(std::size_t max_lag);
+
+/// out[k] = sums[k] / divisors[k]: the weighted series of a pair. All of one size.
+void correlate_weighted(std::span<const double> sums, std::span<const double> divisors,
+                        std::span<double> out);
+
+/// out[k] = sums[k] / sqrt(energy_a * energy_b): the normalised series of a pair. The energies are
+/// sums of squared deviations from the mean; the sums are not freed of the mean (intended).
+void correlate_normalised(std::span<const double> sums, double energy_a, double energy_b,
+                          std::span<double> out);
+
+/// Divides a weighted series by its highest value, so that its peak is exactly 1; a highest value
+/// of 0 gives zeros. Returns the highest value.
+double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm);
+
+/// Lag of the peak of each pair, in samples, by a parabola through the peak and its neighbours.
+/// The peak is the value of exactly 1.0 at the largest lag; at either end of the range the lag is
+/// that end and value_at_lag stays as it was; a series without a peak has lag 0 and leaves
+/// value_at_lag too. Otherwise value_at_lag is the weighted series' value at the peak.
+/// The series hold 2 * max_lag + 1 values each.
+void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
+               std::array<double, 3>& value_at_lag, Lags& lags, std::size_t max_lag);
+
+/// Straight line through (1, y[0]) .. (n, y[n-1]) by least squares. A single point gives NaN.
+struct Line {
+  double intercept, slope;
+};
+
+Line line_fit(std::span<const double> y);
+
+}  // namespace tavrik

@@ -1,0 +1,152 @@
+// Start-up, and the analysis of the files joined or one by one.
+
+#include "src/driver.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <fmt/chrono.h>
+#include <limits>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "korla/command_log.h"
+#include "korla/trace.h"
+
+#include "src/analysis.h"
+#include "src/console.h"
+#include "src/options.h"
+#include "src/response_files.h"
+#include "src/results.h"
+#include "src/settings.h"
+#include "src/usage.h"
+
+namespace tavrik {
+
+namespace {
+
+using FileList = std::vector<std::string>;
+
+void fix_locale() {
+  warn("LC_ALL={}\n", std::setlocale(LC_ALL, "C"));
+  warn("LC_NUMERIC={}\n", std::setlocale(LC_NUMERIC, "C"));
+}
+
+/// Reads the trace level ahead of the options, so that their reading can be traced.
+void scan_debug_options(std::span<char* const> arguments) {
+  constexpr const char* names[] = {"--debug", "--debug2", "--debug3"};
+  for (const std::string_view argument : arguments) {
+    const auto* name = std::find(std::begin(names), std::end(names), argument);
+    if (name != std::end(names)) {
+      settings.debug = static_cast<int>(name - std::begin(names)) + 1;
+    }
+  }
+}
+
+void fix_time_zone() {
+  setenv("TZ", "UTC", 1);
+  tzset();
+}
+
+/// Strings as the option parser takes them: changeable, and with a null behind the last.
+std::vector<char*> pointers(std::vector<std::string>& arguments) {
+  std::vector<char*> result;
+  for (std::string& argument : arguments) {
+    result.push_back(argument.data());
+  }
+  result.push_back(nullptr);
+  return result;
+}
+
+/// Raises the formatting library's own error for a time that no calendar record can hold.
+void require_calendar_time(double time) {
+  constexpr double most = 9e18;
+  fmt::gmtime(static_cast<std::time_t>(std::clamp(time, -most, most)));
+}
+
+/// Both times come out empty, as they would from an empty format: intended.
+void announce_range() {
+  if (settings.range_set && !settings.quiet) {
+    require_calendar_time(settings.range_t0);
+    require_calendar_time(settings.range_t1);
+    info("limiting to  - \n");
+  }
+}
+
+/// An unexpanded pattern: the shell found no file for it.
+bool is_pattern(const std::string& name) {
+  return name.find_first_of("*?") != std::string::npos;
+}
+
+void start_graphics() {
+  if (settings.graphics_mode != 0) {
+    warn("Warning: this version draws no pictures; -g0 asks for none\n");
+  }
+}
+
+void run_joined(const FileList& files) {
+  ResultSeries results;
+  analyse(files, results);
+}
+
+void run_per_file(const FileList& files) {
+  ResultSeries results;
+  for (const std::string& file : files) {
+    if (is_pattern(file)) {
+      continue;
+    }
+    results.records.clear();
+    analyse({file}, results);
+  }
+}
+
+bool has_files(const FileList& files) {
+  if (settings.join) {
+    return !files.empty() && !is_pattern(files.front());
+  }
+  return !std::all_of(files.begin(), files.end(), is_pattern);
+}
+
+void run_files(const FileList& files) {
+  if (!has_files(files)) {
+    warn("No files\n");
+    return;
+  }
+  for (const std::string& file : files) {
+    protect_input(file);
+  }
+  start_graphics();
+  if (settings.join) {
+    run_joined(files);
+  } else {
+    run_per_file(files);
+  }
+}
+
+}  // namespace
+
+int run(int argc, char** argv) {
+  fix_locale();
+  errno = 0;
+  scan_debug_options({argv, static_cast<std::size_t>(argc)});
+  std::vector<std::string> strings = expand_response_files(argc, argv);
+  std::vector<char*> arguments = pointers(strings);
+  const auto count = static_cast<int>(strings.size());
+  KorLa::log_command_line("logfile", count, arguments.data());
+  fix_time_zone();
+  if (count <= 1) {
+    usage(count == 1 ? arguments[0] : "tavrik");
+  }
+  const int first_file = parse_command_line(arguments);
+  KorLa::debug = settings.kodebug;
+  announce_range();
+  run_files(FileList(arguments.begin() + first_file, arguments.end() - 1));
+  return result_files.write_failed ? 1 : 0;
+}
+
+}  // namespace tavrik

@@ -1,0 +1,21 @@
+#pragma once
+// Small conversions that the geometry and the direction methods share.
+
+#include <numbers>
+
+namespace tavrik {
+
+/// A value to divide by: an exact 0 becomes 1e-6, a NaN stays.
+inline double zero_guarded(double value) {
+  return value == 0 ? 1e-6 : value;
+}
+
+inline double degrees(double radians) {
+  return radians * 180 / std::numbers::pi;
+}
+
+inline double radians(double degrees) {
+  return degrees * std::numbers::pi / 180;
+}
+
+}  // namespace tavrik

@@ -1,0 +1,88 @@
+// Sums of products over lags, vectorised across the lags: every lane adds up one lag, in the order
+// of the samples.
+
+#include "src/lag_sums.h"
+
+#include <algorithm>
+
+namespace tavrik {
+
+namespace {
+
+/// Lags that one pass adds up: enough for the usual 33 lags in a single pass.
+constexpr std::size_t tile_lags = 40;
+
+/// Adds up `tile_lags` neighbouring lags. b: the second signal at the first of them.
+/// lanes: doubles in one vector; the compiler turns a vector that the machine lacks into parts.
+template <std::size_t lanes>
+[[gnu::always_inline]] inline void sum_tile(const double* a, const double* b, std::size_t size,
+                                            double* sums) {
+  typedef double Vector __attribute__((vector_size(lanes * sizeof(double)), aligned(8), may_alias));
+  constexpr std::size_t vectors = tile_lags / lanes;
+  Vector total[vectors] = {};
+  for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t v = 0; v < vectors; ++v) {
+      total[v] += a[i] * *reinterpret_cast<const Vector*>(b + i + v * lanes);
+    }
+  }
+  for (std::size_t v = 0; v < vectors; ++v) {
+    *reinterpret_cast<Vector*>(sums + v * lanes) = total[v];
+  }
+}
+
+using SumTile = void (*)(const double* a, const double* b, std::size_t size, double* sums);
+
+#if defined(__x86_64__)
+[[gnu::target("avx512f")]] void sum_tile_avx512(const double* a, const double* b, std::size_t size,
+                                                double* sums) {
+  sum_tile<8>(a, b, size, sums);
+}
+
+[[gnu::target("avx2")]] void sum_tile_avx2(const double* a, const double* b, std::size_t size,
+                                           double* sums) {
+  sum_tile<4>(a, b, size, sums);
+}
+#endif
+
+void sum_tile_portable(const double* a, const double* b, std::size_t size, double* sums) {
+  sum_tile<2>(a, b, size, sums);
+}
+
+SumTile best_for_this_machine() {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx512f")) {
+    return sum_tile_avx512;
+  }
+  if (__builtin_cpu_supports("avx2")) {
+    return sum_tile_avx2;
+  }
+#endif
+  return sum_tile_portable;
+}
+
+const SumTile sum_tile_here = best_for_this_machine();
+
+}  // namespace
+
+void PaddedSignal::resize(std::size_t size, std::size_t max_lag) {
+  size_ = size;
+  reach_ = std::min(max_lag, size - std::min<std::size_t>(size, 1));
+  // The last pass may begin at the last lag and reads a whole tile from there.
+  storage_.assign(reach_ + size_ + reach_ + tile_lags, 0.0);
+}
+
+void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+              std::span<double> sums) {
+  std::fill(sums.begin(), sums.end(), 0.0);
+  const std::size_t size = a.samples().size();
+  const std::size_t reach = b.reach();
+  const double* first_lag = b.samples().data() - reach;
+  const std::span<double> reached = sums.subspan(max_lag - reach, 2 * reach + 1);
+  double tile[tile_lags];
+  for (std::size_t done = 0; done < reached.size(); done += tile_lags) {
+    sum_tile_here(a.samples().data(), first_lag + done, size, tile);
+    std::copy_n(tile, std::min(tile_lags, reached.size() - done), reached.begin() + done);
+  }
+}
+
+}  // namespace tavrik

@@ -1,0 +1,39 @@
+#pragma once
+// The innermost loop of the program: sums of products of two signals over a range of lags. Used by
+// the correlation alone.
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace tavrik {
+
+/// A signal with zeros on both sides, so that sums over lags need no test for its ends.
+class PaddedSignal {
+ public:
+  /// size: samples of the signal; max_lag: lags on each side that sums will ask for. Only lags
+  /// below `size` can meet anything, so that the padding never exceeds the signal by much.
+  void resize(std::size_t size, std::size_t max_lag);
+
+  /// The signal's samples; what lies around them stays zero.
+  std::span<double> samples() { return {storage_.data() + reach_, size_}; }
+
+  std::span<const double> samples() const { return {storage_.data() + reach_, size_}; }
+
+  /// Lags on each side that the padding covers: the lesser of max_lag and size - 1.
+  std::size_t reach() const { return reach_; }
+
+ private:
+  std::size_t size_ = 0;
+  std::size_t reach_ = 0;
+  std::vector<double> storage_;
+};
+
+/// sums[L + max_lag] = sum over i of a[i] * b[i + L], for L from -max_lag to max_lag, where both
+/// indices lie in the signals; an empty sum is 0. The order of summation is that of i, and every
+/// instruction set gives the same bytes.
+/// a and b: of one size, made for this max_lag. sums: 2 * max_lag + 1 values.
+void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+              std::span<double> sums);
+
+}  // namespace tavrik

@@ -1,0 +1,61 @@
+// Planning and running the transform.
+
+#include "src/spectrum.h"
+
+#include <cmath>
+#include <cstring>
+#include <gsl/narrow>
+#include <new>
+
+namespace tavrik {
+
+namespace {
+
+constexpr int n_channels = 3;
+
+fftw_complex* allocate(std::size_t size) {
+  void* memory = fftw_malloc(n_channels * size * sizeof(fftw_complex));
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return static_cast<fftw_complex*>(memory);
+}
+
+}  // namespace
+
+Spectrum::Spectrum(std::size_t size) : size_(size), in_(allocate(size)), out_(allocate(size)) {
+  const int n = gsl::narrow<int>(size);
+  plan_ = fftw_plan_many_dft(1, &n, n_channels, in_.get(), nullptr, 1, n, out_.get(), nullptr, 1, n,
+                             FFTW_FORWARD, FFTW_ESTIMATE);
+  // The imaginary parts stay zero for good: the transform leaves its input alone.
+  std::memset(in_.get(), 0, n_channels * size * sizeof(fftw_complex));
+}
+
+Spectrum::~Spectrum() {
+  fftw_destroy_plan(plan_);
+  in_.reset();
+  out_.reset();
+  fftw_cleanup();
+}
+
+void Spectrum::set_channel(std::size_t channel, const std::int32_t* raw) {
+  fftw_complex* real_parts = in_.get() + channel * size_;
+  for (std::size_t i = 0; i < size_; ++i) {
+    real_parts[i][0] = raw[i];
+  }
+}
+
+void Spectrum::average_magnitudes(std::span<double> average) {
+  fftw_execute(plan_);
+  for (std::size_t k = 0; k < average.size(); ++k) {
+    double sum = 0;
+    for (std::size_t c = 0; c < n_channels; ++c) {
+      const fftw_complex& bin = out_[c * size_ + k];
+      sum += std::sqrt(bin[0] * bin[0] + bin[1] * bin[1]);
+    }
+    average[k] = sum / n_channels;
+  }
+  average[0] = 0;
+}
+
+}  // namespace tavrik

@@ -56,6 +56,7 @@ void fix_time_zone() {
 /// Strings as the option parser takes them: changeable, and with a null behind the last.
 std::vector<char*> pointers(std::vector<std::string>& arguments) {
   std::vector<char*> result;
+  result.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     result.push_back(argument.data());
   }

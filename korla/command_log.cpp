@@ -70,7 +70,8 @@ int open_for_appending(const char* path) {
   constexpr int attempts = 11;
   int file = -1;
   for (int attempt = 0; file < 0 && attempt < attempts; ++attempt) {
-    file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    // Not blocking: a pipe without a reader must not stop the run.
+    file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
   }
   return file;
 }

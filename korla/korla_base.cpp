@@ -5,11 +5,12 @@
 #include <array>
 #include <cstring>
 #include <fmt/format.h>
-#include <stdexcept>
 #include <string_view>
 
 #include "korla/bytes.h"
+#include "korla/korla16.h"
 #include "korla/korla24.h"
+#include "korla/korla_tm4.h"
 #include "korla/trace.h"
 
 namespace KorLa {
@@ -23,7 +24,7 @@ constexpr std::size_t magic_size = 6;
 constexpr std::size_t buffer_size = 3072;
 
 /// What the first bytes of a file say about it.
-enum class Format { ko24, text_or_binary_16, tm4, none };
+enum class Format { ko24, station_16_bit, tm4, none };
 
 /// The first bytes of a file; what the file does not hold is zero, the last byte always is.
 using FirstBytes = std::array<char, buffer_size>;
@@ -60,7 +61,7 @@ Format detect_text(std::string_view behind_comment) {
     return Format::tm4;
   }
   KORLA_TRACE("Trying text !S512\n");
-  return Format::text_or_binary_16;
+  return Format::station_16_bit;
 }
 
 /// Tells files apart that start with "!S512" or "!S128". The block tests go by what the bytes show,
@@ -75,14 +76,14 @@ Format detect_16_bit(const FirstBytes& bytes) {
   if (bytes[line_end] == '\r') {
     if (blocks_repeat(bytes, next, 1028)) {
       KORLA_TRACE("Trying binary !S512\n");
-      return Format::text_or_binary_16;
+      return Format::station_16_bit;
     }
     if (blocks_repeat(bytes, next, 260)) {
       KORLA_TRACE("Trying binary !S128\n");
-      return Format::text_or_binary_16;
+      return Format::station_16_bit;
     }
     if (bytes[next] != '\n') {  // the buffer's last byte is no line end, so there is a next one
-      return Format::text_or_binary_16;
+      return Format::station_16_bit;
     }
     ++next;
   }
@@ -92,7 +93,7 @@ Format detect_16_bit(const FirstBytes& bytes) {
 Format detect_format(std::FILE* file) {
   FirstBytes bytes;
   if (read_bytes(file, bytes.data(), magic_size) < magic_size) {
-    return Format::text_or_binary_16;
+    return Format::station_16_bit;
   }
   const std::string_view magic(bytes.data(), magic_size);
   if (magic.starts_with("ko24")) {
@@ -102,7 +103,7 @@ Format detect_format(std::FILE* file) {
   read_bytes(file, bytes.data() + magic_size, bytes.size() - magic_size);
   bytes.back() = '\0';
   if (!magic.starts_with("!S512") && !magic.starts_with("!S128")) {
-    return Format::text_or_binary_16;
+    return Format::station_16_bit;
   }
   return detect_16_bit(bytes);
 }
@@ -132,10 +133,10 @@ std::unique_ptr<Korla_Base> open_series(const std::string& path, [[maybe_unused]
   switch (format) {
     case Format::ko24:
       return std::make_unique<KORLA24>(path, nudge);
-    case Format::text_or_binary_16:
-      throw std::runtime_error("16-bit station files can't be read yet\n");
+    case Format::station_16_bit:
+      return std::make_unique<KORLA16>(path, name_time);
     case Format::tm4:
-      throw std::runtime_error("TM4 station files can't be read yet\n");
+      return std::make_unique<KORLA_TM4>(path, name_time);
     case Format::none:
       break;
   }

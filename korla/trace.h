@@ -1,13 +1,22 @@
 #pragma once
-// Trace output of the file library: one switch, one line format. Used by every module of korla.
+// Messages and trace output of the file library, all on the error stream. Used by every module of
+// korla.
 
+#include <cstdlib>
 #include <fmt/format.h>
 #include <string_view>
 
 namespace KorLa {
 
+/// How a condition that ends the process does so. Tests and fuzz targets, which must live on, put a
+/// throwing function here.
+inline void (*end_process)(int status) = std::exit;
+
 /// Whether the library writes its "Debug:" lines. Set once at start-up by the program.
 inline bool debug = false;
+
+/// Writes a message of the library to the error stream, whatever the switch says.
+void write_message(std::string_view text);
 
 /// Writes "Debug:MODULE(LINE) MESSAGE" to the error stream, with exactly one line end.
 void write_trace(const char* module, int line, std::string_view message);

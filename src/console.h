@@ -6,13 +6,13 @@
 #include <string_view>
 #include <utility>
 
+#include "korla/trace.h"
+
 #include "src/settings.h"
 
 namespace tavrik {
 
-/// How a fatal condition ends the process. Tests and fuzz targets, which must live on, put a
-/// throwing function here.
-inline void (*end_process)(int status) = std::exit;
+using KorLa::end_process;
 
 /// Writes to the error stream. An error stream that can't be written never stops the run.
 void write_message(std::string_view text);

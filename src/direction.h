@@ -30,8 +30,10 @@ void angle_new(ResultRecord& record, Lags& lags, const ArrayGeometry& array, dou
 /// vel: weighted mean of each two pairs' speed, m/s. NaN when all weights are 0.
 void angle_weighted(ResultRecord& record, Lags& lags, const ArrayGeometry& array, double frequency);
 
-/// The first method, from microphone 1 and the lags 12 and 13 alone.
-/// vel: metres per sample times 2 pi, since no sampling frequency enters (intended).
+/// The first method, from microphone 1 and the lags 12 and 13 alone; also for microphones numbered
+/// counter-clockwise. It has no weak directions, unlike the others near 90 and 270 degrees.
+/// vel: 2 pi / frequency times the speed where microphone 2 stands due west or east of microphone
+/// 1, as in the default triangle; of no use elsewhere, since no frequency enters (intended).
 void angle_old(ResultRecord& record, Lags& lags, const ArrayGeometry& array, double frequency);
 
 /// The function of a method.

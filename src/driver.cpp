@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "korla/command_log.h"
+#include "korla/korla16.h"
 #include "korla/trace.h"
 
 #include "src/analysis.h"
@@ -145,6 +146,7 @@ int run(int argc, char** argv) {
   }
   const int first_file = parse_command_line(arguments);
   KorLa::debug = settings.kodebug;
+  KorLa::negtime = settings.negtime;
   announce_range();
   run_files(FileList(arguments.begin() + first_file, arguments.end() - 1));
   return result_files.write_failed ? 1 : 0;

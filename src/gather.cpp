@@ -93,7 +93,7 @@ void check_continuation(const JoinedSeries& joined, const std::string& path,
     }
   }
   const double frequency = record.header.sampling_frequency;
-  if (frequency != joined.sampling_frequency) {
+  if (joined.sampling_frequency > 0 && frequency != joined.sampling_frequency) {
     warn("WARNING: {} has {} samples/s, the run has {}\n", path, frequency,
          joined.sampling_frequency);
   }

@@ -12,6 +12,7 @@
 
 #include "src/console.h"
 #include "src/guards.h"
+#include "src/process.h"
 #include "src/settings.h"
 
 namespace tavrik {
@@ -150,6 +151,7 @@ void check_channels(const std::array<int, 3>& channels) {
 }
 
 bool read_coordinates(const std::string& path) {
+  const ReadingFile reading(path);
   const std::optional<std::string> text = read_start(path);
   if (text) {
     warn("Coord-file: {}\n", path);
@@ -159,6 +161,8 @@ bool read_coordinates(const std::string& path) {
            parsed.bad_line);
     }
     array_geometry = parsed.geometry;
+    check_channels(array_geometry.ch);
+    settings.primary_direction = settings.secondary_direction;
   } else {
     info("No coord.dat-file, using defaults\n");
     array_geometry = ArrayGeometry();
@@ -166,10 +170,6 @@ bool read_coordinates(const std::string& path) {
   }
   echo(array_geometry);
   TAVRIK_TRACE(1, "{}", describe(array_geometry.pos));
-  check_channels(array_geometry.ch);
-  if (text) {
-    settings.primary_direction = settings.secondary_direction;
-  }
   array_geometry.baselines = compute_geometry(array_geometry.pos);
   return !text;
 }

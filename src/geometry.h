@@ -47,7 +47,7 @@ inline ArrayGeometry array_geometry;
 Baselines compute_geometry(const Positions& positions);
 
 /// Twice the signed area of the triangle, m^2: positive when the microphones are numbered
-/// counter-clockwise, as the methods `new` and `weighted` take them.
+/// counter-clockwise, as the direction methods take them.
 double signed_area(const Positions& positions);
 
 /// What a coordinate file's text says, on top of the geometry that was in force.
@@ -68,7 +68,7 @@ ParsedCoordinates parse_coordinates(std::string_view text, const ArrayGeometry& 
 void check_channels(const std::array<int, 3>& channels);
 
 /// Reads the coordinate file into `array_geometry`, or sets the default triangle when it can't be
-/// opened; echoes the positions, checks the channels and computes the baselines. After a file was
+/// opened; checks the channels, echoes the positions and computes the baselines. After a file was
 /// read, the secondary direction method is the one in force.
 /// Returns true when the defaults were set.
 bool read_coordinates(const std::string& path);

@@ -48,31 +48,9 @@ void sum_tile_portable(const double* a, const double* b, std::size_t size, doubl
   sum_tile<2>(a, b, size, sums);
 }
 
-SumTile best_for_this_machine() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx512f")) {
-    return sum_tile_avx512;
-  }
-  if (__builtin_cpu_supports("avx2")) {
-    return sum_tile_avx2;
-  }
-#endif
-  return sum_tile_portable;
-}
-
-const SumTile sum_tile_here = best_for_this_machine();
-
-}  // namespace
-
-void PaddedSignal::resize(std::size_t size, std::size_t max_lag) {
-  size_ = size;
-  reach_ = std::min(max_lag, size - std::min<std::size_t>(size, 1));
-  // The last pass may begin at the last lag and reads a whole tile from there.
-  storage_.assign(reach_ + size_ + reach_ + tile_lags, 0.0);
-}
-
-void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
-              std::span<double> sums) {
+template <SumTile sum_tile_here>
+void lag_sums_by(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+                 std::span<double> sums) {
   std::fill(sums.begin(), sums.end(), 0.0);
   const std::size_t size = a.samples().size();
   const std::size_t reach = b.reach();
@@ -83,6 +61,36 @@ void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
     sum_tile_here(a.samples().data(), first_lag + done, size, tile);
     std::copy_n(tile, std::min(tile_lags, reached.size() - done), reached.begin() + done);
   }
+}
+
+const LagSums best_lag_sums = usable_lag_sums().front();
+
+}  // namespace
+
+void PaddedSignal::resize(std::size_t size, std::size_t max_lag) {
+  size_ = size;
+  reach_ = std::min(max_lag, size - std::min<std::size_t>(size, 1));
+  // The last pass may begin at the last lag and reads a whole tile from there.
+  storage_.assign(reach_ + size_ + reach_ + tile_lags, 0.0);
+}
+
+std::vector<LagSums> usable_lag_sums() {
+  std::vector<LagSums> usable;
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx512f")) {
+    usable.push_back(lag_sums_by<sum_tile_avx512>);
+  }
+  if (__builtin_cpu_supports("avx2")) {
+    usable.push_back(lag_sums_by<sum_tile_avx2>);
+  }
+#endif
+  usable.push_back(lag_sums_by<sum_tile_portable>);
+  return usable;
+}
+
+void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+              std::span<double> sums) {
+  best_lag_sums(a, b, max_lag, sums);
 }
 
 }  // namespace tavrik

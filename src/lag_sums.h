@@ -36,4 +36,11 @@ class PaddedSignal {
 void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
               std::span<double> sums);
 
+/// A variant of `lag_sums` for one instruction set.
+using LagSums = void (*)(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+                         std::span<double> sums);
+
+/// The variants that this machine can run, the widest first, which is what `lag_sums` uses.
+std::vector<LagSums> usable_lag_sums();
+
 }  // namespace tavrik

@@ -15,7 +15,7 @@ namespace tavrik {
 
 namespace {
 
-/// The data file being read; null between files.
+/// The file being read; null between files.
 const std::string* file_being_read = nullptr;
 
 /// The message of the error that ends the process; empty if there is none.
@@ -36,11 +36,12 @@ std::string current_error() {
 /// Ends the process abnormally, as any error does that nothing catches.
 [[noreturn]] void tell_and_abort() {
   close_result_files();
+  const std::string error = current_error();
   std::string message = "Error: ";
-  if (file_being_read != nullptr) {
+  if (file_being_read != nullptr && error.find(*file_being_read) == std::string::npos) {
     message += *file_being_read + ": ";
   }
-  message += current_error();
+  message += error;
   if (message.back() != '\n') {
     message += '\n';
   }
@@ -50,12 +51,12 @@ std::string current_error() {
 
 }  // namespace
 
-ReadingFile::ReadingFile(const std::string& path) {
+ReadingFile::ReadingFile(const std::string& path) : outer_(file_being_read) {
   file_being_read = &path;
 }
 
 ReadingFile::~ReadingFile() {
-  file_being_read = nullptr;
+  file_being_read = outer_;
 }
 
 void guard_process() {

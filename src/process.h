@@ -6,7 +6,8 @@
 
 namespace tavrik {
 
-/// Marks a data file as the one being read, for the message of an error that nothing catches.
+/// Marks a file as the one being read, for the message of an error that nothing catches. Marks may
+/// nest: the innermost counts.
 class ReadingFile {
  public:
   /// path: must outlive the mark.
@@ -14,6 +15,9 @@ class ReadingFile {
   ReadingFile(const ReadingFile&) = delete;
   ReadingFile& operator=(const ReadingFile&) = delete;
   ~ReadingFile();
+
+ private:
+  const std::string* outer_;
 };
 
 /// To be called first thing in main. Opens missing standard streams, so that no result file takes

@@ -127,14 +127,15 @@ TEST(compute_recording, turns_a_wave_evenly_over_its_life) {
   wave.azimuth = 350.0;
   wave.turn = 0.5;
   const Recording recorded = compute_recording(quiet_scene(wave, 18.0, 90.0));
+  constexpr double tolerance = 2e-4;  // the fit's own, over a turn of two degrees
   for (const double age : {14.0, 20.0, 40.0, 60.0, 66.0}) {
     SCOPED_TRACE(age);
     const double azimuth = (350.0 + 0.5 * age) * pi / 180.0;
     const double middle = wave.start + age;
     EXPECT_NEAR(tone_delay(recorded, 1, middle - 2.0, middle + 2.0), 0.25 * std::sin(azimuth),
-                1e-4);
+                tolerance);
     EXPECT_NEAR(tone_delay(recorded, 2, middle - 2.0, middle + 2.0), 0.25 * std::cos(azimuth),
-                1e-4);
+                tolerance);
   }
 }
 
@@ -248,7 +249,8 @@ TEST(compute_recording, starts_marks_at_minutes_5_and_35) {
     scene.clock_error = row.clock_error;
     const Recording recorded = compute_recording(scene);
     ASSERT_EQ(recorded.samples.size(), 4U);
-    std::vector<std::int32_t> expected(7200 * 18, 0);
+    ASSERT_EQ(recorded.samples[3].size(), 129600U);
+    std::vector<std::int32_t> expected(recorded.samples[3].size(), 0);
     for (const double mark : row.marks) {
       std::fill_n(expected.begin() + std::lround(mark * 18.0), 19, 400000);
     }
@@ -280,9 +282,10 @@ std::uint64_t fingerprint(const Recording& recorded) {
 TEST(compute_recording, gives_the_same_samples_everywhere) {
   Scene scene;
   scene.waves = recording::demo_waves();
-  EXPECT_EQ(fingerprint(compute_recording(scene)), 0x0ULL);
-  scene.seed = 0x100000001;
-  EXPECT_NE(fingerprint(compute_recording(scene)), 0x0ULL);
+  constexpr std::uint64_t pinned = 0x40ffee0d5c41d7deU;
+  EXPECT_EQ(fingerprint(compute_recording(scene)), pinned);
+  scene.seed = 0x100000001;  // differs in its upper half alone
+  EXPECT_NE(fingerprint(compute_recording(scene)), pinned);
 }
 
 TEST(write_ko24, can_be_read_back) {

@@ -18,20 +18,29 @@
 #include <vector>
 
 #include "tools/recording.h"
+#include "tools/write_recording.h"
 
 namespace {
 
 constexpr const char* usage = R"(Usage: make_recording [options] FILE
-Writes FILE, a ko24 recording of plane waves and wind noise by three microphones, and
-the coordinate file that belongs to it, FILE with the extension .coords.
+Writes FILE, a recording of plane waves and wind noise by three microphones, and the
+coordinate file that belongs to it, FILE with the extension .coords.
+
+  --format=NAME    station format (ko24-1): ko24-0 ko24-1 ko24-2 text text-crlf
+                   text-form1 text-form2 binary binary-plain binary-u tm4;
+                   text-form1 and -form2 have no date and station, binary-plain is at
+                   18 Hz without any times; 16-bit samples in all but ko24 and tm4
+  --block=N        samples in a block of text and binary files, 128 or 512 (512 where
+                   the comment line can say so, else 128); the last is left out if not full
+  --gap=START,LENGTH
+                   leave out the samples of so many seconds; not in ko24 and binary-plain
 
   --rate=HZ        samples per second (18)
   --duration=S     length in seconds (3600)
   --start=UNIX     start, seconds since 1970 UTC (1456812000: 06:00 on 1 March 2016)
-  --station=N      station number, 0 to 255 (254)
+  --station=N      station number, 0 to 255 (254; 0 in formats that write its name)
   --noise=RMS      wind noise at each microphone in counts (200)
   --seed=N         another number, another noise and other wave forms (1)
-  --version=N      version of the ko24 file, 0 to 2 (1)
   --marks[=S]      add a channel of time marks, by a clock that is S seconds ahead (0)
   --wave=AZIMUTH,VELOCITY,START,LENGTH,LOW,HIGH,AMPLITUDE[,TURN]
                    add a plane wave: degrees it comes from, m/s, seconds, seconds, band
@@ -44,7 +53,8 @@ the coordinate file that belongs to it, FILE with the extension .coords.
 
 struct Request {
   recording::Scene scene;
-  int version = 1;
+  recording::Storage storage;
+  bool has_station = false;
   std::string path;
   bool help = false;
 };
@@ -124,14 +134,32 @@ recording::Positions microphones(const Value& value) {
   return {{{list[0], list[1]}, {list[2], list[3]}, {list[4], list[5]}}};
 }
 
-constexpr std::array<option, 13> options = {{
+recording::Gap gap(const Value& value) {
+  const std::vector<double> list = numbers(value);
+  if (list.size() != 2 || list[0] < 0.0 || list[1] < 0.0) {
+    refuse(value, "needs a start and a length in seconds");
+  }
+  return {list[0], list[1]};
+}
+
+recording::Format format(const Value& value) {
+  const auto found = recording::find_format(value.text);
+  if (!found) {
+    refuse(value, "needs one of " + recording::format_names());
+  }
+  return *found;
+}
+
+constexpr std::array<option, 15> options = {{
+    {"format", required_argument, nullptr, 'f'},
+    {"block", required_argument, nullptr, 'b'},
+    {"gap", required_argument, nullptr, 'g'},
     {"rate", required_argument, nullptr, 'r'},
     {"duration", required_argument, nullptr, 'd'},
     {"start", required_argument, nullptr, 't'},
     {"station", required_argument, nullptr, 's'},
     {"noise", required_argument, nullptr, 'n'},
     {"seed", required_argument, nullptr, 'e'},
-    {"version", required_argument, nullptr, 'v'},
     {"marks", optional_argument, nullptr, 'm'},
     {"wave", required_argument, nullptr, 'w'},
     {"microphones", required_argument, nullptr, 'p'},
@@ -145,6 +173,15 @@ void apply(int letter, const Value& value, Request& request) {
   constexpr double largest = 1e7;  // more than 24 bits hold
   recording::Scene& scene = request.scene;
   switch (letter) {
+    case 'f':
+      request.storage.format = format(value);
+      break;
+    case 'b':
+      request.storage.block_length = number_between<std::size_t>(value, 128, 512);
+      break;
+    case 'g':
+      request.storage.gap = gap(value);
+      break;
     case 'r':
       scene.sampling_frequency = number_between(value, 0.01, 1e5);
       break;
@@ -156,6 +193,7 @@ void apply(int letter, const Value& value, Request& request) {
       break;
     case 's':
       scene.station = number_between<std::uint8_t>(value, 0, 255);
+      request.has_station = true;
       break;
     case 'n':
       scene.noise = number_between(value, 0.0, largest);
@@ -163,9 +201,6 @@ void apply(int letter, const Value& value, Request& request) {
     case 'e':
       scene.seed =
           number_between<std::uint64_t>(value, 0, std::numeric_limits<std::uint64_t>::max());
-      break;
-    case 'v':
-      request.version = number_between(value, 0, 2);
       break;
     case 'm':
       scene.clock_error = value.text.empty() ? 0.0 : number_between(value, -day, day);
@@ -220,6 +255,9 @@ Request parse_command_line(int argc, char** argv) {
     throw std::runtime_error("one FILE is needed, try --help");
   }
   request.path = argv[optind];
+  if (!request.has_station && recording::has_full_comment(request.storage.format)) {
+    request.scene.station = 0;
+  }
   check(request);
   return request;
 }
@@ -230,7 +268,8 @@ void write_files(const Request& request) {
   if (coordinates == request.path) {
     throw std::runtime_error(fmt::format("{} is the coordinate file's name", request.path));
   }
-  recording::write_ko24(request.path, recording::compute_recording(request.scene), request.version);
+  recording::write_recording(request.path, recording::compute_recording(request.scene),
+                             request.storage);
   recording::write_coordinates(coordinates, request.scene.microphones);
 }
 

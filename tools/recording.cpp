@@ -184,22 +184,6 @@ std::vector<std::int32_t> to_counts(const std::vector<double>& channel) {
 
 // ---- Files
 
-/// Writes the whole file; one that can't be written whole is an error, never silence.
-void write_file(const std::string& path, std::string_view bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wbe");
-  bool written = file != nullptr;
-  int error = errno;
-  if (written) {
-    errno = 0;
-    written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    written = std::fclose(file) == 0 && written;
-    error = errno;
-  }
-  if (!written) {
-    throw std::runtime_error(fmt::format("Can't write {}: {}", path, std::strerror(error)));
-  }
-}
-
 template <class Record>
 void append_bytes(std::string& bytes, const Record& record) {
   bytes.append(reinterpret_cast<const char*>(&record), sizeof record);
@@ -302,6 +286,21 @@ std::vector<PlaneWave> demo_waves() {
                           .high = 5.0,
                           .amplitude = 3000.0};
   return {event, arrival};
+}
+
+void write_file(const std::string& path, std::string_view bytes) {
+  std::FILE* file = std::fopen(path.c_str(), "wbe");
+  bool written = file != nullptr;
+  int error = errno;
+  if (written) {
+    errno = 0;
+    written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    written = std::fclose(file) == 0 && written;
+    error = errno;
+  }
+  if (!written) {
+    throw std::runtime_error(fmt::format("Can't write {}: {}", path, std::strerror(error)));
+  }
 }
 
 void write_ko24(const std::string& path, const Recording& recording, int version) {

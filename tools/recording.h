@@ -1,11 +1,13 @@
 #pragma once
 // Example recordings: plane waves and wind noise as three microphones would record them, and the
-// writing of such a recording as a station file. For the demo, the tests and the benchmark.
+// writing of such a recording as a ko24 file; write_recording.h has the other formats. For the
+// demo, the tests and the benchmark.
 
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "korla/stations.h"
@@ -67,6 +69,9 @@ Recording compute_recording(const Scene& scene);
 /// The sounds of an ordinary morning, for an hour's recording: a quarter of an hour's event that
 /// moves from azimuth 40 to 75 degrees, and one strong arrival of 20 seconds from 290 degrees.
 std::vector<PlaneWave> demo_waves();
+
+/// Writes a file. Throws std::runtime_error, which names it, when it can't be written whole.
+void write_file(const std::string& path, std::string_view bytes);
 
 /// Writes a ko24 file of version 0, 1 or 2. All channels are of one length.
 /// Throws std::runtime_error, which names the file, when it can't be written whole or when the

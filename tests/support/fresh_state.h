@@ -5,6 +5,7 @@
 #include <getopt.h>
 #include <gtest/gtest.h>
 
+#include "korla/korla16.h"
 #include "korla/trace.h"
 
 #include "src/console.h"
@@ -48,6 +49,7 @@ class FreshState : public testing::Test {
     tavrik::correlation = {};
     tavrik::result_files = {};
     KorLa::debug = false;
+    KorLa::negtime = false;
     optind = 0;
   }
 };

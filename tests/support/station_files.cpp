@@ -3,6 +3,8 @@
 #include "tests/support/station_files.h"
 
 #include <bit>
+#include <iomanip>
+#include <sstream>
 
 namespace support {
 
@@ -50,7 +52,7 @@ Ko24File::Ko24File(const Ko24Fields& fields) {
   }
   channel_table_ = bytes_.size();
   bytes_ += "chns";
-  put(bytes_, 32U * fields.n_channels, 4);
+  put(bytes_, std::uint64_t{32} * fields.n_channels, 4);
   for (std::size_t c = 0; c < fields.n_channels; ++c) {
     bytes_ += descriptor(c, -10.0, 10.0, 1.0);
   }
@@ -88,6 +90,79 @@ Ko24File& Ko24File::set_descriptor(std::size_t channel, double range_low, double
 Ko24File& Ko24File::truncate(std::size_t size) {
   bytes_.resize(size);
   return *this;
+}
+
+std::string comment_line(char letter, std::size_t block_length, double frequency) {
+  std::ostringstream line;
+  line << '!' << letter << block_length << "Tidserier sampfrek: " << frequency
+       << " gain: 1 station: rasvik date: 2016-03-01 time: 06:00:00";
+  return line.str();
+}
+
+std::vector<std::int32_t> placed_samples(std::size_t channel, std::size_t first,
+                                         std::size_t count) {
+  std::vector<std::int32_t> samples;
+  for (std::size_t i = first; i < first + count; ++i) {
+    samples.push_back(static_cast<std::int32_t>(10 * i + channel));
+  }
+  return samples;
+}
+
+std::string text_line(std::string_view time, const std::vector<std::int32_t>& samples,
+                      const TextStyle& style) {
+  std::string line = style.before_line;
+  if (style.times) {
+    line += time;
+    line += style.separator;
+  }
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    line += (i > 0 ? style.separator : "") + std::to_string(samples[i]);
+  }
+  return line + style.line_end;
+}
+
+std::string text_group(std::string_view time, std::size_t first, std::size_t block_length,
+                       const TextStyle& style) {
+  std::string lines;
+  for (const std::size_t channel : {0U, 1U, 2U}) {
+    lines += text_line(time, placed_samples(channel, first, block_length), style);
+  }
+  return lines;
+}
+
+std::string binary_block(const std::vector<int>& time_words,
+                         const std::vector<std::int32_t>& samples) {
+  std::string bytes;
+  for (const int word : time_words) {
+    put(bytes, static_cast<std::uint64_t>(word), 2);
+  }
+  for (const std::int32_t sample : samples) {
+    put(bytes, static_cast<std::uint32_t>(sample), 2);
+  }
+  return bytes;
+}
+
+std::string binary_group(const std::vector<int>& time_words, std::size_t first,
+                         std::size_t block_length) {
+  std::string bytes;
+  for (const std::size_t channel : {0U, 1U, 2U}) {
+    bytes += binary_block(time_words, placed_samples(channel, first, block_length));
+  }
+  return bytes;
+}
+
+std::string tm4_lines(double time, std::size_t first, std::size_t count, double frequency,
+                      std::size_t n_channels) {
+  std::ostringstream lines;
+  lines << std::fixed << std::setprecision(6);
+  for (std::size_t i = 0; i < count; ++i) {
+    lines << time + static_cast<double>(i) / frequency;
+    for (std::size_t c = 0; c < n_channels; ++c) {
+      lines << ' ' << 10 * (first + i) + c;
+    }
+    lines << '\n';
+  }
+  return lines.str();
 }
 
 }  // namespace support

@@ -56,4 +56,41 @@ class Ko24File {
   std::size_t data_;           // where "data" stands
 };
 
+/// The comment line of most files here, with the given letter, block length and frequency: gain 1,
+/// rasvik, 06:00 on 1 March 2016.
+std::string comment_line(char letter, std::size_t block_length, double frequency);
+
+/// Samples of a channel that tell their place: sample i of channel c is 10 i + c.
+std::vector<std::int32_t> placed_samples(std::size_t channel, std::size_t first, std::size_t count);
+
+/// How a text file is laid out.
+struct TextStyle {
+  std::string line_end = "\n";
+  std::string before_line = "";  ///< in front of the first number
+  std::string separator = " ";
+  bool times = true;
+};
+
+/// One line of a text file: the time columns as they are given, then the samples.
+std::string text_line(std::string_view time, const std::vector<std::int32_t>& samples,
+                      const TextStyle& style = {});
+
+/// A group of three lines with one time, of placed samples.
+std::string text_group(std::string_view time, std::size_t first, std::size_t block_length,
+                       const TextStyle& style = {});
+
+/// One block of a binary file: its words as they are given, two for the time or none, then the
+/// samples.
+std::string binary_block(const std::vector<int>& time_words,
+                         const std::vector<std::int32_t>& samples);
+
+/// A group of three blocks with one time, of placed samples.
+std::string binary_group(const std::vector<int>& time_words, std::size_t first,
+                         std::size_t block_length);
+
+/// The lines of a TM4 file from sample `first` on, of placed samples, at `frequency`; the first of
+/// them at `time` seconds.
+std::string tm4_lines(double time, std::size_t first, std::size_t count, double frequency,
+                      std::size_t n_channels = 3);
+
 }  // namespace support

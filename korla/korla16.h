@@ -1,0 +1,40 @@
+#pragma once
+// The series of a 16-bit station file: its records, gathered. Used by open_series.
+
+#include <string>
+
+#include "korla/korla_base.h"
+
+namespace KorLa {
+
+/// Whether a file that straddles midnight is dated by the day it ends in, not by the day it began:
+/// all its times are then a day earlier. Set once at start-up by the program.
+inline bool negtime = false;
+
+class KORLA;
+
+/// The series of a text or binary 16-bit file; docs/formats.md has the layouts.
+class KORLA16 : public Korla_Base {
+ public:
+  /// Reads the whole file. name_time: start time known from elsewhere, seconds since 1970 UTC, 0
+  /// for none; it replaces the file's own when the two are less than 2 s apart.
+  /// Throws std::runtime_error for a file that is no station file, and std::out_of_range for a
+  /// station that the table lacks ("map::at") and for a gain that is none of 1 to 4.
+  KORLA16(const std::string& path, double name_time);
+
+  int format_id() const override;
+
+ private:
+  void preset(const KORLA& reader);
+};
+
+/// Sets the header's start time from seconds since 1970 UTC, as far as its fields reach.
+void set_start(SeriesHeader& header, double start);
+
+/// Stores a start time that comes from the file's name in the header's extension.
+void set_name_time(SeriesHeader& header, double time);
+
+/// Says how many gaps a file has, if any.
+void report_gaps(std::size_t gaps);
+
+}  // namespace KorLa

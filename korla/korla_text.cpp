@@ -1,0 +1,126 @@
+// The text form of 16-bit station files.
+
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "korla/bytes.h"
+#include "korla/korla.h"
+#include "korla/numbers.h"
+#include "korla/trace.h"
+
+namespace KorLa {
+
+namespace {
+
+/// Reads a time column, rounded to the nearest whole number.
+bool read_rounded(const char*& next, int& number) {
+  constexpr double most = 1e6;  // far beyond any minute of a day
+  double value = 0;
+  if (!read_real(next, value) || !(std::fabs(value) < most)) {
+    return false;
+  }
+  number = static_cast<int>(std::lround(value));
+  return true;
+}
+
+std::size_t count_numbers(const char* next) {
+  std::size_t count = 0;
+  double ignored = 0;
+  while (read_real(next, ignored)) {
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+AsciiKORLA::AsciiKORLA(StationFile station_file, File opened, bool quiet)
+    : KORLA(std::move(station_file), std::move(opened), quiet), lines_(file()) {
+  std::fseek(file(), static_cast<long>(KORLA::station_file().data_offset), SEEK_SET);
+  // The shortest sample is a digit and what separates it from the next.
+  most_samples_ = bytes_left(file()) / 2 / channel_order_.size() + 1;
+}
+
+/// Takes the next line that holds samples; false where there is none, or none that can be read.
+bool AsciiKORLA::next_data_line(std::string_view& line, bool& after_mark) {
+  for (;;) {
+    switch (lines_.next(line)) {
+      case LineReader::Found::end:
+        return false;
+      case LineReader::Found::too_long:
+        write_message("Error: Line to long\n");
+        ended_in_group_ = true;
+        return false;
+      case LineReader::Found::line:
+        break;
+    }
+    const std::size_t start = line.find_first_not_of(" \t");
+    if (line.empty() || start == std::string_view::npos) {
+      continue;
+    }
+    if (line[0] == '!') {
+      after_mark = true;
+    } else if (std::isalpha(static_cast<unsigned char>(line[0])) == 0) {
+      return true;
+    }
+  }
+}
+
+/// Reads one block: two time columns, unless the file has none, and the samples.
+bool AsciiKORLA::read_line(std::string_view line, std::vector<std::int32_t>& samples,
+                           std::int64_t& time) {
+  const char* next = line.data();
+  if (first_line_) {
+    first_line_ = false;
+    has_stamps_ = count_numbers(next) != block_length_;
+  }
+  if (has_stamps_) {
+    int minute = 0;
+    int second = 0;
+    if (!read_rounded(next, minute) || !read_rounded(next, second)) {
+      return false;
+    }
+    time = stamp_time(minute, second);
+  }
+  samples.clear();
+  std::int32_t value = 0;
+  while (samples.size() < block_length_ && read_whole(next, value)) {
+    samples.push_back(value);
+  }
+  if (samples.size() < block_length_) {
+    // The position counts the two time columns.
+    write_message(fmt::format("Failed to read value {}, of line:\n", samples.size() + 2));
+    write_message(line);
+    write_message("\n");
+    return false;
+  }
+  // A file of which only the first line has lost two values looks as if it had no time columns.
+  return has_stamps_ || !read_whole(next, value);
+}
+
+int AsciiKORLA::read_record(RecordGroup& group) {
+  bool begun = false;
+  group.after_mark = false;
+  group.stamps_differ = false;
+  for (const std::size_t channel : channel_order_) {
+    std::string_view line;
+    std::int64_t time = 0;
+    if (!next_data_line(line, group.after_mark)) {
+      ended_in_group_ = ended_in_group_ || begun;
+      return -1;
+    }
+    if (!read_line(line, group.samples[channel], time)) {
+      ended_in_group_ = true;
+      return -1;
+    }
+    group.stamps_differ = group.stamps_differ || (begun && time != group.time);
+    group.time = begun ? group.time : time;
+    begun = true;
+  }
+  return 0;
+}
+
+}  // namespace KorLa

@@ -1,0 +1,244 @@
+// Reading of TM4 files.
+
+#include "korla/korla_tm4.h"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "korla/bytes.h"
+#include "korla/comment.h"
+#include "korla/korla16.h"
+#include "korla/lines.h"
+#include "korla/numbers.h"
+#include "korla/path_date.h"
+#include "korla/sample_times.h"
+#include "korla/stations.h"
+#include "korla/trace.h"
+
+namespace KorLa {
+
+namespace {
+
+constexpr std::size_t most_channels = 126;
+
+/// The samples of a file as they are read, line by line.
+class Table {
+ public:
+  Table(const std::string& path, std::FILE* file)
+      : path_(path), size_(bytes_left(file)), lines_(file) {}
+
+  /// Takes the comment line.
+  std::string comment_line() {
+    std::string_view line;
+    lines_.next(line);
+    return std::string(line);
+  }
+
+  /// Takes all data lines.
+  void read_all();
+
+  /// Seconds from the first line to the second; 0 without a second line.
+  double sampling_interval() const { return interval_; }
+
+  double first_time() const { return first_time_; }
+
+  const std::optional<SampleTimes>& times() const { return times_; }
+
+  std::vector<std::vector<std::int32_t>>& samples() { return samples_; }
+
+ private:
+  [[noreturn]] void refuse(const char* what) const;
+  bool next_line(std::string_view& line, bool& marked);
+  void begin(std::size_t n_channels);
+  bool read_values(std::string_view line);
+  void warn_of_going_back(double time);
+  void add_line(bool marked);
+
+  std::string path_;
+  std::size_t size_;  ///< of the file, bytes
+  LineReader lines_;
+  std::vector<double> values_;  ///< of the line at work, time first
+  std::vector<std::vector<std::int32_t>> samples_;
+  std::optional<SampleTimes> times_;  ///< from the second line on
+  double first_time_ = 0;
+  double last_time_ = 0;
+  double interval_ = 0;
+  bool said_back_ = false;
+};
+
+void Table::refuse(const char* what) const {
+  throw std::runtime_error(fmt::format("{}: line {}: {}\n", path_, lines_.number(), what));
+}
+
+/// Makes room for a channel count. No line is shorter than a digit and a blank for each value.
+void Table::begin(std::size_t n_channels) {
+  samples_.resize(n_channels);
+  for (std::vector<std::int32_t>& channel : samples_) {
+    channel.reserve(size_ / (2 * (n_channels + 1)) + 1);
+  }
+}
+
+/// Takes the next line that holds values; marked: a line that marks a gap stood before it.
+bool Table::next_line(std::string_view& line, bool& marked) {
+  for (;;) {
+    switch (lines_.next(line)) {
+      case LineReader::Found::end:
+        return false;
+      case LineReader::Found::too_long:
+        refuse("too long");
+      case LineReader::Found::line:
+        break;
+    }
+    if (line.starts_with('!')) {
+      marked = true;
+    } else if (line.find_first_not_of(" \t") != std::string_view::npos) {
+      return true;
+    }
+  }
+}
+
+/// Reads a line's numbers into `values_`; false if there is something else, or too many.
+bool Table::read_values(std::string_view line) {
+  const char* next = line.data();
+  const char* line_end = line.data() + line.size();
+  double value = 0;
+  values_.clear();
+  while (values_.size() <= most_channels && read_real(next, value)) {
+    values_.push_back(value);
+  }
+  return skip_blanks(next) >= line_end;
+}
+
+void Table::warn_of_going_back(double time) {
+  if (time < last_time_ && !said_back_) {
+    write_message(fmt::format("WARNING: {}: the time goes back at line {}, samples count on\n",
+                              path_, lines_.number()));
+    said_back_ = true;
+  }
+}
+
+/// Appends the line in `values_`. Values are whole counts; a fraction is rounded.
+void Table::add_line(bool marked) {
+  const std::size_t index = samples_[0].size();
+  const double time = values_[0];
+  if (!std::isfinite(time)) {
+    refuse("the time is no number");
+  }
+  if (index == 0) {
+    first_time_ = time;
+  } else if (index == 1) {
+    interval_ = time - first_time_;
+    times_.emplace(1.0 / interval_, std::numeric_limits<double>::infinity());
+    times_->add_piece(0, first_time_, false);
+  }
+  if (index > 0) {
+    // Measured from line to line, since the frequency comes from two times that may be rounded.
+    const bool gap = time - last_time_ > 1.5 * interval_;
+    times_->add_piece(index, time, marked || gap);
+    warn_of_going_back(time);
+  }
+  last_time_ = time;
+  for (std::size_t c = 0; c < samples_.size(); ++c) {
+    const double value = std::round(values_[c + 1]);
+    if (!(value >= std::numeric_limits<std::int32_t>::min() &&
+          value <= std::numeric_limits<std::int32_t>::max())) {
+      refuse("a value is out of range");
+    }
+    samples_[c].push_back(static_cast<std::int32_t>(value));
+  }
+}
+
+void Table::read_all() {
+  std::string_view line;
+  bool marked = false;
+  while (next_line(line, marked)) {
+    const bool readable = read_values(line);
+    if (samples_.empty() && values_.size() >= 2) {
+      begin(values_.size() - 1);
+    }
+    if (!readable || values_.size() != samples_.size() + 1) {
+      if (!lines_.had_end()) {
+        write_message(fmt::format("WARNING: {}: line {} is cut short and left out\n", path_,
+                                  lines_.number()));
+        return;
+      }
+      refuse("not a time and a value for each channel");
+    }
+    add_line(marked);
+    marked = false;
+  }
+}
+
+std::uint8_t find_station(const Comment& comment, const std::optional<PathDate>& path_date) {
+  if (comment.station_name.empty()) {
+    return path_date && path_date->station ? *path_date->station : unnamed_station;
+  }
+  const auto station = station_numbers.find(comment.station_name);
+  if (station == station_numbers.end()) {
+    write_message(fmt::format("WARNING: Unknown station: <{}>\n", comment.station_name));
+    return unknown_station;
+  }
+  return station->second.number;
+}
+
+}  // namespace
+
+KORLA_TM4::KORLA_TM4(const std::string& path, double name_time) {
+  const File file = open_for_reading(path.c_str());
+  if (!file) {
+    throw std::runtime_error(fmt::format("Can't open {}\n", path));
+  }
+  Table table(path, file.get());
+  Comment comment;
+  parse_comment(table.comment_line(), comment);
+  std::optional<PathDate> path_date;
+  if (!comment.day_time) {
+    path_date = find_path_date(path, modification_year(path));
+    warn_of_inferred_year(path_date);
+  }
+  table.read_all();
+  samples = std::move(table.samples());
+  const std::size_t n_samples = samples.empty() ? 0 : samples[0].size();
+
+  header.magic = {'k', 'o', '2', '4'};
+  header.version = 1;
+  header.station = find_station(comment, path_date);
+  header.n_channels = static_cast<std::uint8_t>(samples.size());
+  header.sample_code = 7;
+  header.bits_per_sample = 32;
+  header.bytes_per_sample = 4;
+  header.sampling_frequency = n_samples > 1 ? 1.0 / table.sampling_interval() : -1.0;
+  channels.resize(samples.size());
+  for (std::size_t c = 0; c < channels.size(); ++c) {
+    channels[c] = {{'c', 'h', 'a', 'n'}, static_cast<std::uint16_t>(c), 1, -1.0, 1.0, 1.0};
+  }
+
+  double start = table.first_time();
+  if (comment.day_time) {
+    start = static_cast<double>(comment.record_time.value_or(*comment.day_time));
+  } else if (path_date) {
+    start = static_cast<double>(path_date->time);
+    set_name_time(header, start);
+  }
+  if (name_time != 0 && std::fabs(name_time - start) < 2.0) {
+    start = name_time;
+    set_name_time(header, start);
+  }
+  set_start(header, start);
+  if (table.times()) {
+    report_gaps(table.times()->gaps());
+    times = table.times()->times(start, n_samples);
+  } else {
+    times.assign(n_samples, start);
+  }
+}
+
+int KORLA_TM4::format_id() const {
+  return 3;
+}
+
+}  // namespace KorLa

@@ -1,0 +1,64 @@
+// Reading of lines.
+
+#include "korla/lines.h"
+
+#include <cstring>
+
+namespace KorLa {
+
+namespace {
+
+constexpr std::size_t buffer_size = 262144;
+
+}  // namespace
+
+LineReader::LineReader(std::FILE* file) : file_(file), buffer_(buffer_size + 1) {}
+
+/// Moves what is left to the buffer's front and reads on behind it; false at the end of the file.
+bool LineReader::fill() {
+  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+  end_ -= begin_;
+  begin_ = 0;
+  const std::size_t count = std::fread(buffer_.data() + end_, 1, buffer_size - end_, file_);
+  end_ += count;
+  return count > 0;
+}
+
+LineReader::Found LineReader::next(std::string_view& line) {
+  std::size_t scanned = 0;  // bytes of the line that are known to hold no line end
+  const char* stop = nullptr;
+  for (;;) {
+    const char* start = buffer_.data() + begin_;
+    const std::size_t left = end_ - begin_ - scanned;
+    stop = static_cast<const char*>(std::memchr(start + scanned, '\n', left));
+    if (stop != nullptr || end_ - begin_ > longest) {
+      break;
+    }
+    scanned += left;
+    if (!fill()) {
+      break;
+    }
+  }
+  const char* start = buffer_.data() + begin_;
+  std::size_t length = stop != nullptr ? static_cast<std::size_t>(stop - start) : end_ - begin_;
+  if (length > longest) {
+    ++number_;
+    return Found::too_long;
+  }
+  had_end_ = stop != nullptr;
+  if (!had_end_) {
+    if (length == 0) {
+      return Found::end;
+    }
+    buffer_[end_] = '\n';
+  }
+  begin_ += length + (had_end_ ? 1 : 0);
+  ++number_;
+  if (length > 0 && start[length - 1] == '\r') {
+    --length;
+  }
+  line = std::string_view(start, length);
+  return Found::line;
+}
+
+}  // namespace KorLa

@@ -1,0 +1,44 @@
+#pragma once
+// Lines of a text file, read through one buffer. Used by the readers of text formats.
+
+#include <cstddef>
+#include <cstdio>
+#include <string_view>
+#include <vector>
+
+namespace KorLa {
+
+/// Reads a file line by line. A line is a view into the buffer: it is good until the next call, and
+/// a line end follows it in memory, so that scanning for the end of a number needs no other bound.
+class LineReader {
+ public:
+  /// What a call of `next` has found.
+  enum class Found { line, end, too_long };
+
+  /// Longest line, its end not counted.
+  static constexpr std::size_t longest = 51198;
+
+  /// file: stays the caller's; read from its current position.
+  explicit LineReader(std::FILE* file);
+
+  /// Takes the next line, without CR LF or LF. The last one need not have an end.
+  Found next(std::string_view& line);
+
+  /// Number of the line found last, from 1.
+  std::size_t number() const { return number_; }
+
+  /// Whether the line taken last had a line end.
+  bool had_end() const { return had_end_; }
+
+ private:
+  bool fill();
+
+  std::FILE* file_;
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0;  ///< of what is not yet taken
+  std::size_t end_ = 0;    ///< behind what was read
+  std::size_t number_ = 0;
+  bool had_end_ = false;
+};
+
+}  // namespace KorLa

@@ -1,0 +1,47 @@
+// Working out sample times from stamps.
+
+#include "korla/sample_times.h"
+
+namespace KorLa {
+
+SampleTimes::SampleTimes(double frequency, double tolerance)
+    : frequency_(frequency), tolerance_(tolerance) {}
+
+void SampleTimes::add_piece(std::size_t index, double stamp, bool marked) {
+  went_back_ = false;
+  if (anchors_.empty()) {
+    anchors_.push_back({index, stamp});
+  } else {
+    const Anchor& anchor = anchors_.back();
+    const double place = anchor.stamp + static_cast<double>(index - anchor.index) / frequency_;
+    const double late = stamp - place;
+    if (late > tolerance_ || (marked && late > 0)) {
+      anchors_.push_back({index, stamp});
+      ++gaps_;
+    } else {
+      gaps_ += marked ? 1 : 0;
+      went_back_ = stamp < last_stamp_ || late < -tolerance_;
+    }
+  }
+  last_stamp_ = stamp;
+}
+
+std::vector<double> SampleTimes::times(double start, std::size_t count) const {
+  std::vector<double> result(count);
+  std::size_t first = 0;
+  double first_time = start;
+  for (std::size_t next = 1; first < count; ++next) {
+    const bool last = next >= anchors_.size();
+    const std::size_t end = last ? count : anchors_[next].index;
+    for (std::size_t i = first; i < end && i < count; ++i) {
+      result[i] = static_cast<double>(i - first) / frequency_ + first_time;
+    }
+    first = end;
+    if (!last) {
+      first_time = start + (anchors_[next].stamp - anchors_[0].stamp);
+    }
+  }
+  return result;
+}
+
+}  // namespace KorLa

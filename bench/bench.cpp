@@ -1,13 +1,14 @@
 // Measures the analysis of one synthetic day (three channels, 18 Hz, windows of 128 samples every
 // 64) as a whole, and its stages by themselves. Items are windows; it reports and asserts nothing.
 
+#include <algorithm>
+#include <array>
 #include <benchmark/benchmark.h>
-#include <cstdlib>
-#include <filesystem>
+#include <malloc.h>
 #include <string>
 
+#include "bench/day.h"
 #include "korla/korla_base.h"
-#include "tools/recording.h"
 
 #include "src/analysis.h"
 #include "src/correlation.h"
@@ -24,40 +25,8 @@ constexpr std::size_t length = 128;
 constexpr std::size_t max_lag = 16;
 constexpr double frequency = 18.0;
 
-/// A recorded day in a folder that goes when the program ends.
-class Day {
- public:
-  Day() {
-    std::string name = std::filesystem::temp_directory_path() / "tavrik_bench_XXXXXX";
-    folder_ = mkdtemp(name.data());
-    recording::Scene scene;
-    scene.length = 86400;
-    scene.waves = recording::demo_waves();
-    recording_ = recording::compute_recording(scene);
-    recording::write_ko24(path(), recording_, 1);
-    recording::write_coordinates(folder_ / "day.coords", scene.microphones);
-  }
-
-  Day(const Day&) = delete;
-  Day& operator=(const Day&) = delete;
-
-  ~Day() { std::filesystem::remove_all(folder_); }
-
-  std::string path() const { return folder_ / "day.ko24"; }
-
-  const std::int32_t* channel(std::size_t c) const { return recording_.samples[c].data(); }
-
-  std::size_t windows() const { return (recording_.samples[0].size() - length - 1) / 64 + 1; }
-
- private:
-  std::filesystem::path folder_;
-  recording::Recording recording_;
-};
-
-const Day& day() {
-  static const Day the_day;
-  return the_day;
-}
+using bench::day;
+using recording::Format;
 
 void use_day_settings() {
   tavrik::settings = {};
@@ -75,7 +44,7 @@ void count_windows(benchmark::State& state, std::size_t per_iteration) {
 
 void whole_day(benchmark::State& state) {
   use_day_settings();
-  const std::string path = day().path();
+  const std::string path = day().path(Format::ko24_1);
   tavrik::ResultSeries series;
   for (auto _ : state) {
     series.records.clear();
@@ -85,11 +54,11 @@ void whole_day(benchmark::State& state) {
 }
 
 void reading(benchmark::State& state) {
-  const std::string path = day().path();
+  const std::string path = day().path(Format::ko24_1);
   for (auto _ : state) {
     benchmark::DoNotOptimize(KorLa::open_series(path, 0.0, true));
   }
-  count_windows(state, day().windows());
+  count_windows(state, (day().size() - length - 1) / 64 + 1);
 }
 
 void transform(benchmark::State& state) {
@@ -142,7 +111,7 @@ void direction(benchmark::State& state) {
 
 void writing(benchmark::State& state) {
   use_day_settings();
-  tavrik::open_result_files(day().path(), "test", 0.0);
+  tavrik::open_result_files(day().path(Format::ko24_1), "test", 0.0);
   tavrik::ResultRecord record;
   tavrik::Lags lags = {1.25, -2.5, -3.75};
   tavrik::angle_new(record, lags, tavrik::array_geometry, frequency);
@@ -164,4 +133,9 @@ BENCHMARK(writing);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  // Every large buffer is fresh memory, as in a run of the program, not what the last loop left.
+  mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+}

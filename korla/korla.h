@@ -104,6 +104,8 @@ class AsciiKORLA : public KORLA {
 
  private:
   bool next_data_line(std::string_view& line, bool& after_mark);
+  bool read_samples(const char*& next, std::string_view line,
+                    std::vector<std::int32_t>& samples) const;
   bool read_line(std::string_view line, std::vector<std::int32_t>& samples, std::int64_t& time);
 
   LineReader lines_;

@@ -1,5 +1,6 @@
 // The text form of 16-bit station files.
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -69,6 +70,23 @@ bool AsciiKORLA::next_data_line(std::string_view& line, bool& after_mark) {
   }
 }
 
+/// Reads the samples of one block; false if the line has fewer.
+bool AsciiKORLA::read_samples(const char*& next, std::string_view line,
+                              std::vector<std::int32_t>& samples) const {
+  // A line of n characters has no more than n values, whatever the comment promises.
+  samples.resize(std::min(block_length_, line.size()));
+  std::size_t count = 0;
+  while (count < samples.size() && read_whole(next, samples[count])) {
+    ++count;
+  }
+  if (count == block_length_) {
+    return true;
+  }
+  // The position counts the two time columns.
+  write_message(fmt::format("Failed to read value {}, of line:\n{}\n", count + 2, line));
+  return false;
+}
+
 /// Reads one block: two time columns, unless the file has none, and the samples.
 bool AsciiKORLA::read_line(std::string_view line, std::vector<std::int32_t>& samples,
                            std::int64_t& time) {
@@ -85,20 +103,9 @@ bool AsciiKORLA::read_line(std::string_view line, std::vector<std::int32_t>& sam
     }
     time = stamp_time(minute, second);
   }
-  samples.clear();
-  std::int32_t value = 0;
-  while (samples.size() < block_length_ && read_whole(next, value)) {
-    samples.push_back(value);
-  }
-  if (samples.size() < block_length_) {
-    // The position counts the two time columns.
-    write_message(fmt::format("Failed to read value {}, of line:\n", samples.size() + 2));
-    write_message(line);
-    write_message("\n");
-    return false;
-  }
   // A file of which only the first line has lost two values looks as if it had no time columns.
-  return has_stamps_ || !read_whole(next, value);
+  std::int32_t one_too_many = 0;
+  return read_samples(next, line, samples) && (has_stamps_ || !read_whole(next, one_too_many));
 }
 
 int AsciiKORLA::read_record(RecordGroup& group) {

@@ -160,7 +160,7 @@ void Table::read_all() {
     if (samples_.empty() && values_.size() >= 2) {
       begin(values_.size() - 1);
     }
-    if (!readable || values_.size() != samples_.size() + 1) {
+    if (!readable || samples_.empty() || values_.size() != samples_.size() + 1) {
       if (!lines_.had_end()) {
         write_message(fmt::format("WARNING: {}: line {} is cut short and left out\n", path_,
                                   lines_.number()));

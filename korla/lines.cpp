@@ -9,10 +9,12 @@ namespace KorLa {
 namespace {
 
 constexpr std::size_t buffer_size = 262144;
+/// Behind the buffer: a line end, and what may be read beyond it.
+constexpr std::size_t spare = 1 + 8;
 
 }  // namespace
 
-LineReader::LineReader(std::FILE* file) : file_(file), buffer_(buffer_size + 1) {}
+LineReader::LineReader(std::FILE* file) : file_(file), buffer_(buffer_size + spare) {}
 
 /// Moves what is left to the buffer's front and reads on behind it; false at the end of the file.
 bool LineReader::fill() {

@@ -8,8 +8,9 @@
 
 namespace KorLa {
 
-/// Reads a file line by line. A line is a view into the buffer: it is good until the next call, and
-/// a line end follows it in memory, so that scanning for the end of a number needs no other bound.
+/// Reads a file line by line. A line is a view into the buffer: it is good until the next call. A
+/// line end follows it in memory, so that scanning for the end of a number needs no other bound,
+/// and eight bytes more can be read.
 class LineReader {
  public:
   /// What a call of `next` has found.

@@ -240,6 +240,7 @@ TEST_F(korla_tm4, refuses_a_malformed_line_by_file_and_number) {
       {"a word behind", good + "2 7 8 9 x\n", 4, values},
       {"a letter at a number's end", good + "2 7 8 9x\n", 4, values},
       {"a line of words", "words\n" + good, 2, values},
+      {"a time alone in the first line", "0\n1 2 3 4\n", 2, values},
       {"a word in the first line", "0 1 x 3\n", 2, values},
       {"a comma", good + "2,5 7 8 9\n", 4, values},
       {"counting empty lines and marks", "0 1 2 3\n\n!\n1 4\n", 5, values},

@@ -32,7 +32,7 @@ class Day {
   /// The day's file in a format; written at the first call.
   std::string path(recording::Format format) const {
     const auto number = static_cast<int>(format);
-    const std::string path = folder_ / (number == 1 ? "day.ko24" : "day." + std::to_string(number));
+    std::string path = folder_ / (number == 1 ? "day.ko24" : "day." + std::to_string(number));
     if (!std::filesystem::exists(path)) {
       recording::write_recording(path, recording_, {.format = format});
     }

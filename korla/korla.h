@@ -98,7 +98,7 @@ class KORLA {
 /// The text form: a line for each block, minutes and seconds first, then the samples.
 class AsciiKORLA : public KORLA {
  public:
-  AsciiKORLA(StationFile station_file, File file, bool quiet);
+  AsciiKORLA(StationFile station_file, File opened, bool quiet);
 
   int read_record(RecordGroup& group) override;
 
@@ -116,7 +116,7 @@ class AsciiKORLA : public KORLA {
 class BinaryKORLA : public KORLA {
  public:
   /// Ends the process with status 1 when the file ends inside its comment line.
-  BinaryKORLA(StationFile station_file, File file, bool quiet);
+  BinaryKORLA(StationFile station_file, File opened, bool quiet);
 
   int read_record(RecordGroup& group) override;
 

@@ -121,7 +121,7 @@ std::optional<PathDate> interpret(const Fields& fields, int newest_year) {
   }
   PathDate date;
   date.time = *seconds;
-  date.day = *seconds - time.hour * 3600;
+  date.day = *seconds - std::int64_t{time.hour} * 3600;
   date.year = time.year;
   date.year_inferred = !fields.year;
   const auto station = station_numbers.find(fields.station);

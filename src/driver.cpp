@@ -21,11 +21,15 @@
 
 #include "src/analysis.h"
 #include "src/console.h"
+#include "src/display_state.h"
 #include "src/options.h"
+#include "src/plot_surface.h"
 #include "src/response_files.h"
 #include "src/results.h"
+#include "src/save_plot.h"
 #include "src/settings.h"
 #include "src/usage.h"
+#include "src/viewer.h"
 
 namespace tavrik {
 
@@ -85,25 +89,32 @@ bool is_pattern(const std::string& name) {
   return name.find_first_of("*?") != std::string::npos;
 }
 
-void start_graphics() {
-  if (settings.graphics_mode != 0) {
-    warn("Warning: this version draws no pictures; -g0 asks for none\n");
-  }
-}
-
+/// Analyses all files as one series and shows it under the first file's name.
 void run_joined(const FileList& files) {
   ResultSeries results;
   analyse(files, results);
+  if (settings.graphics_mode != 0) {
+    std::size_t cursor = 0;
+    display(results, {files.front()}, cursor);
+  }
 }
 
+/// Analyses and shows one file after the other; the display may go back, and ends the run.
 void run_per_file(const FileList& files) {
   ResultSeries results;
-  for (const std::string& file : files) {
-    if (is_pattern(file)) {
+  std::size_t cursor = 0;
+  while (cursor < files.size()) {
+    if (is_pattern(files[cursor])) {
+      ++cursor;
       continue;
     }
     results.records.clear();
-    analyse({file}, results);
+    analyse({files[cursor]}, results);
+    if (settings.graphics_mode == 0) {
+      ++cursor;
+    } else if (display(results, files, cursor)) {
+      break;
+    }
   }
 }
 
@@ -122,12 +133,14 @@ void run_files(const FileList& files) {
   for (const std::string& file : files) {
     protect_input(file);
   }
-  start_graphics();
+  graphics_init(settings.graphics_mode);
+  display_state.center_time = settings.center_time;
   if (settings.join) {
     run_joined(files);
   } else {
     run_per_file(files);
   }
+  graphics_end(settings.graphics_mode);
 }
 
 }  // namespace
@@ -149,7 +162,7 @@ int run(int argc, char** argv) {
   KorLa::negtime = settings.negtime;
   announce_range();
   run_files(FileList(arguments.begin() + first_file, arguments.end() - 1));
-  return result_files.write_failed ? 1 : 0;
+  return result_files.write_failed || picture_failed ? 1 : 0;
 }
 
 }  // namespace tavrik

@@ -18,7 +18,7 @@ using KorLa::validate_comment;
 using testing::MatchesRegex;
 
 constexpr std::int64_t day = 1456790400;  // 1 March 2016
-constexpr std::int64_t noon = day + 12 * 3600;
+constexpr std::int64_t noon = day + 43200;
 
 /// The texts of a comment line, for short rows.
 struct Texts {

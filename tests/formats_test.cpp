@@ -244,17 +244,17 @@ class hostile_files : public FreshState {
   void expect_survived(const std::string& bytes) {
     // Written by hand, and anew: the sweeps below write some ten thousands, and file systems hurry
     // to save what was emptied.
-    std::remove(path_.c_str());
-    std::FILE* file = std::fopen(path_.c_str(), "wb");
-    EXPECT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
-    std::fclose(file);
+    std::remove(file_.c_str());
+    std::FILE* stream = std::fopen(file_.c_str(), "wb");
+    EXPECT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), stream), bytes.size());
+    std::fclose(stream);
     try {
-      const auto series = KorLa::open_series(path_, 0, true);
+      const auto series = KorLa::open_series(file_, 0, true);
       if (series) {
         expect_whole(*series, bytes.size());
       }
       tavrik::ResultSeries results;
-      tavrik::analyse({path_}, results);
+      tavrik::analyse({file_}, results);
       ++analysed_;
     } catch (const ProcessEnded& end) {
       EXPECT_EQ(end.status, 1);
@@ -265,7 +265,7 @@ class hostile_files : public FreshState {
   }
 
   support::TemporaryFolder folder_;
-  const std::string path_ = folder_ / "a.dat";
+  const std::string file_ = folder_ / "a.dat";
   int analysed_ = 0;
 
  private:

@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "korla/korla.h"
@@ -37,8 +39,8 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr double frequency = 8;  // so that a block of 128 samples is of 16 s, one of 512 of 64
-constexpr std::int64_t day = 1456790400;        // 1 March 2016
-constexpr std::int64_t start = day + 6 * 3600;  // what comment_line says
+constexpr std::int64_t day = 1456790400;     // 1 March 2016
+constexpr std::int64_t start = day + 21600;  // what comment_line says
 
 const std::string lf = "\n";
 const std::string cr = "\r";
@@ -177,20 +179,22 @@ TEST_F(korla16, reads_binary_files_whose_comment_is_none) {
        512, true},
       {"!512" + cr, 128, true},
       {"!S256" + cr, 128, true},
+      {"!S1024" + cr, 128, true},
       {"!Station" + cr, 128, true},
       {"!S512X" + lf + "second line" + cr, 512, true},
       {"Tidserier" + cr, 128, false},
       {"T!S512" + cr, 128, false},
       {"", 128, true},  // the first word is no "!", so that there is no comment line
   };
-  const std::string said =
+  const std::string invalid =
       "validate_comment: Invalid comment line\nCouldn't determine sampling frequency\n"
       "defaulting to 18.0Hz\n";
   for (const Row& row : table) {
     SCOPED_TRACE(row.comment);
     const std::vector<int> words = row.times ? std::vector<int>{13, 13} : std::vector<int>{};
     const auto series = read_bytes(row.comment + binary_group(words, 0, row.block_length));
-    EXPECT_EQ(said_, said + warning("neither comment nor path has a date, times count from 1970"));
+    EXPECT_EQ(said_,
+              invalid + warning("neither comment nor path has a date, times count from 1970"));
     EXPECT_EQ(double{series->header.sampling_frequency}, 18.0);
     expect_placed(*series, row.block_length);
     EXPECT_EQ(series->times.at(0), row.times ? 13 * 60 + 13 : 0);
@@ -238,7 +242,7 @@ TEST_F(korla16, presets_the_header) {
   EXPECT_EQ(int{header.bits_per_sample}, 16);
   EXPECT_EQ(int{header.bytes_per_sample}, 2);
   EXPECT_EQ(double{header.sampling_frequency}, 12.5);
-  EXPECT_EQ(std::uint32_t{header.start_sec}, day + 12 * 3600 + 7);
+  EXPECT_EQ(std::uint32_t{header.start_sec}, day + 43207);
   EXPECT_EQ(std::uint32_t{header.start_nsec}, 0U);
   EXPECT_THAT(header.extra_time, testing::Each(0));
   ASSERT_EQ(series->channels.size(), 3U);
@@ -507,6 +511,32 @@ TEST_F(korla16_gaps, are_found_by_stamps_that_are_late) {
   }
 }
 
+// Blocks of 10 samples last 1.25 s, so that the fourth has its place at 3.75 s.
+TEST_F(korla16_gaps, are_told_from_stamps_that_are_a_little_off) {
+  struct Row {
+    std::string stamp;  ///< of the fourth block, behind one at 3 s
+    double time;
+    std::string said = {};
+  };
+
+  const std::vector<Row> table = {
+      {"360 3", 3.75},
+      {"360 5", 3.75},
+      {"360 6", 6, one_gap},
+      {"360 2", 3.75, warning("the time goes back at group 4, samples count on")},
+  };
+  for (const Row& row : table) {
+    SCOPED_TRACE(row.stamp);
+    std::string bytes = comment_line('S', 10, frequency) + lf;
+    for (const std::string& stamp :
+         {std::string("360 0"), std::string("360 1"), std::string("360 3"), row.stamp}) {
+      bytes += text_group(stamp, 0, 10);
+    }
+    EXPECT_EQ(read_bytes(bytes)->times.at(30), start + row.time);
+    EXPECT_EQ(said_, "WARNING: nonstandard length: 10\n" + row.said);
+  }
+}
+
 TEST_F(korla16_gaps, are_marked_by_lines_in_text) {
   const std::vector<GapCase> table = {
       {"where stamps are late too", {{360, 0}, {360, 30, true}}, {0, 30}, one_gap},
@@ -534,7 +564,7 @@ TEST_F(korla16_gaps, are_marked_by_lines_in_text) {
 }
 
 TEST_F(korla16_gaps, are_judged_by_the_first_channels_stamp) {
-  const std::string said = warning("the channels' times differ in group 2");
+  const std::string differ = warning("the channels' times differ in group 2");
   const auto group = [](const std::array<int, 3>& seconds, std::size_t first, bool binary) {
     std::string bytes;
     for (std::size_t c = 0; c < 3; ++c) {
@@ -550,7 +580,7 @@ TEST_F(korla16_gaps, are_judged_by_the_first_channels_stamp) {
       const auto series = read_bytes(comment_line('S', 128, frequency) + (binary ? cr : lf) +
                                      group({0, 0, 0}, 0, binary) + group(odd, 128, binary) +
                                      group({32, 33, 32}, 256, binary));
-      EXPECT_EQ(said_, said);
+      EXPECT_EQ(said_, differ);
       EXPECT_EQ(series->times.at(256), start + 32);
     }
   }
@@ -643,13 +673,13 @@ TEST_F(korla16, starts_by_comment_then_path_then_stamps) {
   for (const Row& row : table) {
     SCOPED_TRACE(row.name);
     const std::string path =
-        folder_.write(row.file, "!S128Tidserier sampfrek: 8 gain: 1" + row.comment + lf +
-                                    text_group(row.stamp, 0, 128));
+        folder_.write(row.file, fmt::format("!S128Tidserier sampfrek: 8 gain: 1{}\n{}", row.comment,
+                                            text_group(row.stamp, 0, 128)));
     const auto of_2016 = std::filesystem::file_time_type::clock::from_sys(
         std::chrono::sys_seconds(std::chrono::seconds(start)));
     std::filesystem::last_write_time(path, of_2016);
     const auto series = read(path);
-    EXPECT_EQ(said_, row.said == undated ? "WARNING: " + path + undated : row.said);
+    EXPECT_EQ(said_, row.said == undated ? fmt::format("WARNING: {}{}", path, undated) : row.said);
     EXPECT_EQ(series->times.at(0), row.start);
     EXPECT_EQ(series->start_time(), row.start);
     EXPECT_EQ(int{series->header.station}, row.station);
@@ -700,8 +730,9 @@ TEST_F(korla16, takes_a_name_time_that_is_less_than_2_s_off) {
 TEST_F(korla16, survives_any_frequency) {
   for (const std::string word : {"0", "-8", "nan", "inf", "-inf", "1e308", "1e-308", "1e999"}) {
     SCOPED_TRACE(word);
-    const auto series = read_bytes("!S128Tidserier sampfrek: " + word + lf +
-                                   text_group("360 0", 0, 128) + text_group("361 0", 128, 128));
+    const auto series =
+        read_bytes(fmt::format("!S128Tidserier sampfrek: {}\n{}{}", word,
+                               text_group("360 0", 0, 128), text_group("361 0", 128, 128)));
     EXPECT_EQ(series->samples.at(0).size(), 256U);
     EXPECT_EQ(series->times.size(), 256U);
   }

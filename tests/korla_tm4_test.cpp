@@ -32,9 +32,9 @@ class korla_tm4 : public testing::Test {
   /// Reads a file; `said_` is what was written to the error stream.
   std::unique_ptr<KORLA_TM4> read(const std::string& name, const std::string& bytes,
                                   double name_time = 0) {
-    path_ = folder_.write(name, bytes);
+    last_path_ = folder_.write(name, bytes);
     support::CapturedStderr captured;
-    auto series = std::make_unique<KORLA_TM4>(path_, name_time);
+    auto series = std::make_unique<KORLA_TM4>(last_path_, name_time);
     said_ = captured.take();
     return series;
   }
@@ -44,7 +44,7 @@ class korla_tm4 : public testing::Test {
   }
 
   support::TemporaryFolder folder_;
-  std::string path_;
+  std::string last_path_;
   std::string said_;
 };
 
@@ -209,7 +209,7 @@ TEST_F(korla_tm4, goes_on_from_the_column_behind_gaps) {
     }
     const auto series = read_lines(lines);
     EXPECT_EQ(said_, row.said.starts_with(back)
-                         ? "WARNING: " + path_ + row.said + ", samples count on\n"
+                         ? "WARNING: " + last_path_ + row.said + ", samples count on\n"
                          : row.said);
     ASSERT_EQ(series->times.size(), row.expected.size());
     for (std::size_t i = 0; i < row.expected.size(); ++i) {
@@ -258,7 +258,7 @@ TEST_F(korla_tm4, refuses_a_malformed_line_by_file_and_number) {
       ADD_FAILURE() << "read all the same";
     } catch (const std::runtime_error& error) {
       EXPECT_EQ(error.what(),
-                path_ + ": line " + std::to_string(row.number) + ": " + row.what + "\n");
+                last_path_ + ": line " + std::to_string(row.number) + ": " + row.what + "\n");
     }
   }
   EXPECT_THROW(KORLA_TM4(folder_ / "none", 0), std::runtime_error);
@@ -268,7 +268,7 @@ TEST_F(korla_tm4, leaves_out_a_last_line_that_is_cut_short) {
   for (const std::string cut : {"2", "2 ", "2 7 8", "2 7 -", "2 7 8 9e", "2 7 8 9 ?"}) {
     SCOPED_TRACE(cut);
     const auto series = read_lines("0 1 2 3\n1 4 5 6\n" + cut);
-    EXPECT_EQ(said_, "WARNING: " + path_ + ": line 4 is cut short and left out\n");
+    EXPECT_EQ(said_, "WARNING: " + last_path_ + ": line 4 is cut short and left out\n");
     EXPECT_THAT(series->samples.at(1), ElementsAre(2, 5));
     EXPECT_EQ(series->times.size(), 2U);
   }

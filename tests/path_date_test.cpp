@@ -15,7 +15,7 @@ namespace {
 using KorLa::find_path_date;
 
 constexpr std::int64_t day = 1456790400;  // 1 March 2016
-constexpr std::int64_t noon = day + 12 * 3600;
+constexpr std::int64_t noon = day + 43200;
 
 struct Row {
   std::string path;

@@ -66,7 +66,7 @@ std::vector<std::int32_t> placed_samples(std::size_t channel, std::size_t first,
 /// How a text file is laid out.
 struct TextStyle {
   std::string line_end = "\n";
-  std::string before_line = "";  ///< in front of the first number
+  std::string before_line = {};  ///< in front of the first number
   std::string separator = " ";
   bool times = true;
 };

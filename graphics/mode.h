@@ -1,0 +1,54 @@
+#pragma once
+// Choosing, opening and ending the surface that everything is drawn on.
+
+#include <string>
+
+#include "graphics/canvas.h"
+
+namespace gr {
+
+/// The graphics layer's process-wide state.
+struct Surface {
+  std::string driver;  ///< specification text; empty: the screen window
+  bool open = false;   ///< a mode is set
+  Context screen;      ///< what the window shows, or the memory canvas
+  Palette palette;
+};
+
+inline Surface surface;
+
+/// Version of the graphics layer: major, minor and patch in a byte each.
+inline constexpr unsigned library_version = 0x000100;
+
+/// Kinds of mode for GrSetMode.
+enum class ModeKind {
+  default_graphics,             ///< the size in the driver's text
+  width_height_color_graphics,  ///< the size given
+};
+
+/// Chooses the driver by a text such as "memory gw 800 gh 600 nc 256": a memory canvas of that
+/// width, height and number of colours, each to be named once, in any order. An empty text chooses
+/// the screen window. Leaves graphics. False, and nothing changed, for a text that is none of these
+/// or asks for no or more than largest_surface pixels.
+bool set_driver(const std::string& specification);
+
+/// Opens the surface, cleared to palette index 0, with an empty palette of 1 to 256 colours. With
+/// default_graphics width, height and colors are those of the driver's text. On failure prints
+/// "GrSetMode: REASON" and a line end on the error stream, changes nothing and returns false.
+bool GrSetMode(ModeKind kind, int width = 0, int height = 0, int colors = 256);
+
+/// Size of the screen or memory canvas in pixels; 0 when none is open.
+int GrSizeX();
+int GrSizeY();
+
+/// The greatest x and y; -1 when no surface is open.
+int max_x();
+int max_y();
+
+/// Name of the driver in use; empty when there is none.
+std::string video_driver_name();
+
+/// Leaves graphics: no surface is open, the driver stays chosen.
+void set_text_mode();
+
+}  // namespace gr

@@ -1,0 +1,253 @@
+// Pictures to and from PNG files, through libpng's rows.
+
+#include "graphics/png.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csetjmp>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <png.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include "graphics/mode.h"
+
+// libpng reports errors by a jump to the last setjmp. The functions that call setjmp hold nothing
+// with a destructor, and what libpng allocates belongs to objects outside of them.
+
+namespace gr {
+
+namespace {
+
+/// Plots are long runs of one colour. Looking for runs alone takes a third of the time of looking
+/// for any repetition and makes files of the same size.
+constexpr int compression_level = 6;
+constexpr int compression_strategy = Z_RLE;
+
+[[noreturn]] void jump_back(png_structp png, png_const_charp /*message*/) {
+  png_longjmp(png, 1);
+}
+
+void ignore(png_structp /*png*/, png_const_charp /*message*/) {}
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+class Writer {
+ public:
+  Writer() : png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, jump_back, ignore)) {
+    info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
+  }
+
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+
+  ~Writer() { png_destroy_write_struct(&png_, &info_); }
+
+  bool write(const Context& context, const png_color* colors, int n_colors, std::FILE* stream) {
+    if (info_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) {
+      return false;
+    }
+    png_init_io(png_, stream);
+    png_set_compression_level(png_, compression_level);
+    png_set_compression_strategy(png_, compression_strategy);
+    png_set_IHDR(png_, info_, static_cast<png_uint_32>(context.width),
+                 static_cast<png_uint_32>(context.height), n_colors > 16 ? 8 : 4,
+                 PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    png_set_PLTE(png_, info_, colors, n_colors);
+    png_write_info(png_, info_);
+    png_set_packing(png_);
+    for (int y = 0; y < context.height; ++y) {
+      png_write_row(png_, context.pixels.data() + std::ptrdiff_t{y} * context.width);
+    }
+    png_write_end(png_, nullptr);
+    return true;
+  }
+
+ private:
+  png_structp png_;
+  png_infop info_;
+};
+
+class Reader {
+ public:
+  Reader() : png_(png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, jump_back, ignore)) {
+    info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
+  }
+
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+
+  ~Reader() { png_destroy_read_struct(&png_, &info_, nullptr); }
+
+  /// Reads as far as to the first row. False if the file is no palette image.
+  bool read_header(std::FILE* file) {
+    if (info_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) {
+      return false;
+    }
+    png_init_io(png_, file);
+    png_read_info(png_, info_);
+    return png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE;
+  }
+
+  Context make_context() const {
+    return {static_cast<int>(png_get_image_width(png_, info_)),
+            static_cast<int>(png_get_image_height(png_, info_))};
+  }
+
+  Palette palette() const {
+    Palette palette;
+    png_colorp colors = nullptr;
+    int count = 0;
+    png_get_PLTE(png_, info_, &colors, &count);
+    for (; palette.used < static_cast<std::size_t>(count); ++palette.used) {
+      const png_color& color = colors[palette.used];
+      palette.colors.at(palette.used) = {color.red, color.green, color.blue};
+    }
+    return palette;
+  }
+
+  bool read_rows(Context& context) {
+    if (setjmp(png_jmpbuf(png_)) != 0) {
+      return false;
+    }
+    png_set_packing(png_);
+    const int passes = png_set_interlace_handling(png_);
+    png_start_read_image(png_);
+    for (int row = 0; row < passes * context.height; ++row) {
+      const std::ptrdiff_t y = row % context.height;
+      png_read_row(png_, context.pixels.data() + y * context.width, nullptr);
+    }
+    png_read_end(png_, nullptr);
+    return true;
+  }
+
+ private:
+  png_structp png_;
+  png_infop info_;
+};
+
+/// A file under construction beside its final place; removed unless it gets there.
+class Draft {
+ public:
+  /// Makes a file of a name that nobody has. get() is null if there can't be one.
+  explicit Draft(const std::filesystem::path& folder) {
+    const std::string start = (folder / ".png-").string() + std::to_string(getpid());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+      name_ = start + '-' + std::to_string(attempt);
+      const int descriptor =
+          open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode_t{0666});
+      if (descriptor >= 0) {
+        file_.reset(fdopen(descriptor, "wb"));
+        return;
+      }
+      if (errno != EEXIST) {
+        break;
+      }
+    }
+    name_.clear();
+  }
+
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  ~Draft() {
+    if (!name_.empty()) {
+      unlink(name_.c_str());
+    }
+  }
+
+  std::FILE* get() const { return file_.get(); }
+
+  /// Closes the file and moves it to its place.
+  SaveResult finish(const std::string& path) {
+    if (std::fclose(file_.release()) != 0) {
+      return SaveResult::cannot_write;
+    }
+    if (rename(name_.c_str(), path.c_str()) != 0) {
+      return SaveResult::cannot_open;
+    }
+    name_.clear();
+    return SaveResult::saved;
+  }
+
+ private:
+  std::string name_;  ///< empty when there is nothing to remove
+  File file_;
+};
+
+/// Writes to what can't be replaced: a device or a pipe.
+SaveResult write_in_place(const Context& context, const std::string& path) {
+  const File file(std::fopen(path.c_str(), "wb"));
+  return file ? save_context_to_png(context, file.get()) : SaveResult::cannot_open;
+}
+
+bool has_picture_size(const Context& context) {
+  return context.width > 0 && context.width <= largest_picture && context.height > 0 &&
+         context.height <= largest_picture;
+}
+
+}  // namespace
+
+SaveResult save_context_to_png(const Context& context, std::FILE* stream) {
+  if (!has_picture_size(context)) {
+    return SaveResult::cannot_write;
+  }
+  // Indices that were never allocated are black.
+  const auto highest = *std::max_element(context.pixels.begin(), context.pixels.end());
+  const std::size_t n_colors = std::max(surface.palette.used, highest + std::size_t{1});
+  std::array<png_color, 256> colors{};
+  for (std::size_t i = 0; i < n_colors; ++i) {
+    const Rgb& color = surface.palette.colors.at(i);
+    colors.at(i) = {color.red, color.green, color.blue};
+  }
+  const bool written = Writer().write(context, colors.data(), static_cast<int>(n_colors), stream);
+  return std::fflush(stream) == 0 && written ? SaveResult::saved : SaveResult::cannot_write;
+}
+
+SaveResult save_context_to_png(const Context& context, const std::string& path) {
+  struct stat status {};
+
+  std::string target = path;
+  if (stat(path.c_str(), &status) == 0) {
+    if (!S_ISREG(status.st_mode)) {
+      return write_in_place(context, path);
+    }
+    if (access(path.c_str(), W_OK) != 0) {
+      return SaveResult::cannot_open;
+    }
+    std::error_code ignored;
+    target = std::filesystem::canonical(path, ignored).string();  // a link stays a link
+  }
+  const std::filesystem::path folder = std::filesystem::path(target).parent_path();
+  Draft draft(folder.empty() ? "." : folder);
+  if (draft.get() == nullptr) {
+    return SaveResult::cannot_open;
+  }
+  const SaveResult result = save_context_to_png(context, draft.get());
+  return result == SaveResult::saved ? draft.finish(target) : result;
+}
+
+std::optional<Picture> load_png(const std::string& path) {
+  const File file(std::fopen(path.c_str(), "rb"));
+  Reader reader;
+  if (!file || !reader.read_header(file.get())) {
+    return {};
+  }
+  Picture picture{reader.make_context(), reader.palette()};
+  const auto is_allocated = [&](std::uint8_t index) { return index < picture.palette.used; };
+  if (picture.context.pixels.empty() || !reader.read_rows(picture.context) ||
+      !std::all_of(picture.context.pixels.begin(), picture.context.pixels.end(), is_allocated)) {
+    return {};
+  }
+  return picture;
+}
+
+}  // namespace gr

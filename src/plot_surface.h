@@ -1,0 +1,66 @@
+#pragma once
+// Starting and ending of graphics, and what all plots draw with: colours, font, text option.
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "graphics/canvas.h"
+#include "graphics/text.h"
+
+namespace tavrik {
+
+/// Where the result plot's panels are, pixels, and its font where none was named.
+struct PanelLayout {
+  int top_margin;
+  int azimuth_height;
+  int velocity_height;
+  const char* font;
+};
+
+/// The layout of a graphics mode, 0..7; mode 7 has no panels of its own. Throws std::out_of_range
+/// for any other mode.
+const PanelLayout& panel_layout(int graphics_mode);
+
+/// What the plots draw with. Colours are allocated when graphics starts.
+struct PlotSurface {
+  gr::Color background = gr::unallocated;  ///< white
+  gr::Color foreground = gr::unallocated;  ///< black
+  std::array<gr::Color, 16> ega{};         ///< the standard 16 colours
+  gr::TextOption text;                     ///< font, colour and alignments of the next label
+};
+
+inline PlotSurface plot_surface;
+
+/// Numbers of the EGA colours in use.
+inline constexpr std::size_t ega_black = 0;
+inline constexpr std::size_t ega_blue = 1;
+inline constexpr std::size_t ega_green = 2;
+inline constexpr std::size_t ega_red = 4;
+inline constexpr std::size_t ega_white = 15;
+
+/// Rows of every saved picture.
+inline constexpr int picture_height = 600;
+
+/// Starts graphics on the memory canvas or the screen, as the settings say, and loads the font that
+/// the environment variable ZENVUE_FONT names. Mode 0 starts nothing. A surface that can't be
+/// opened ends the program with status 1.
+void graphics_init(int graphics_mode);
+
+/// Opens a memory canvas of another width in place of the one in use.
+void resize_memory_canvas(int width);
+
+/// Ends graphics.
+void graphics_end(int graphics_mode);
+
+/// Draws a label with the shared text option at x, y with the given alignments, which stay.
+void draw_label(int x, int y, const std::string& text, gr::HorizontalAlign horizontal,
+                gr::VerticalAlign vertical);
+
+/// Clears the surface and sets the user window by the pan offsets of the display state.
+void begin_drawing();
+
+/// Waits for a key event and returns its code. Nobody can type on a memory canvas: Esc at once.
+int wait_for_key();
+
+}  // namespace tavrik

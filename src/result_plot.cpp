@@ -1,0 +1,293 @@
+// Drawing of the result plot.
+
+#include "src/result_plot.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "graphics/draw.h"
+#include "graphics/mode.h"
+
+#include "src/console.h"
+#include "src/display_state.h"
+#include "src/drawaxes.h"
+#include "src/plot_surface.h"
+#include "src/settings.h"
+
+namespace tavrik {
+
+namespace {
+
+constexpr const char* trace_module = "src/result_plot";
+constexpr std::uint8_t dots[] = {1};
+constexpr double day = 86400;
+constexpr double usual_velocity_maximum = 1000;
+
+// Both keep every picture within the memory and the width that a saved one may have.
+constexpr double most_columns = 300000;
+constexpr double longest_bar = 100000;
+
+using gr::HorizontalAlign;
+using gr::to_coordinate;
+using gr::VerticalAlign;
+
+/// Where things are in the plot at work.
+struct Panels {
+  PlotTimes times;
+  int left, right;
+  int top;  ///< of the azimuth panel
+  int azimuth_height;
+  int middle;  ///< bottom of the azimuth panel, top of the velocity panel
+  int velocity_height;
+  int bottom;  ///< of the velocity panel
+  double row_per_degree;
+  double velocity_maximum;
+
+  int azimuth_row(double azimuth) const { return to_coordinate(middle - azimuth * row_per_degree); }
+};
+
+/// Seconds between records: the first difference that the next one equals, else the first.
+double time_step(const ResultSeries& series) {
+  constexpr double equal = 0.0001;
+  const std::vector<ResultRecord>& r = series.records;
+  double step = settings.cstep / series.sampling_frequency;
+  for (std::size_t i = 0; i + 2 < r.size(); ++i) {
+    const double t1 = r[i + 1].time - r[i].time;
+    const double t2 = r[i + 2].time - r[i + 1].time;
+    TAVRIK_TRACE(1, "t1 = {} t2 = {}", t1, t2);
+    if (std::fabs(t1 - t2) <= equal && t1 > 0) {
+      return t1;
+    }
+  }
+  if (r.size() > 1 && r[1].time > r[0].time) {
+    step = r[1].time - r[0].time;
+  }
+  return step;
+}
+
+/// Seconds from the left edge; a time before it is one of the next day.
+double time_from(const PlotTimes& times, double time) {
+  const double seconds = time - times.first;
+  return seconds < 0 ? seconds + day : seconds;
+}
+
+/// Columns from the left edge.
+int column(const PlotTimes& times, double time) {
+  return to_coordinate(time_from(times, time) / times.step) / settings.compact;
+}
+
+Panels lay_out(const ResultSeries& series) {
+  const PanelLayout& layout = panel_layout(settings.graphics_mode);
+  Panels p{};
+  p.times = plot_times(series);
+  p.left = (gr::GrSizeX() - p.times.width) / 2;
+  p.right = p.left + p.times.width;
+  p.top = layout.top_margin;
+  p.azimuth_height = layout.azimuth_height;
+  p.middle = p.top + p.azimuth_height;
+  p.velocity_height = layout.velocity_height;
+  p.bottom = p.middle + p.velocity_height;
+  p.row_per_degree = p.azimuth_height / 360.0;
+  p.velocity_maximum = velocity_maximum(series.records);
+  return p;
+}
+
+/// Makes the plot's extent reach these columns.
+void extend(int least, int greatest) {
+  display_state.least_x = std::min(display_state.least_x, least);
+  display_state.greatest_x = std::max(display_state.greatest_x, greatest);
+}
+
+void draw_title_line(const std::string& text, int y) {
+  const int center = gr::GrSizeX() / 2;
+  const int half_width = gr::string_width(text, plot_surface.text) / 2;
+  draw_label(center, y, text, HorizontalAlign::center, VerticalAlign::top);
+  extend(center - half_width, center + half_width);
+}
+
+void draw_titles() {
+  draw_title_line(settings.title, 0);
+  draw_title_line("Az & Vp (m/s)", gr::string_height("0", plot_surface.text));
+}
+
+void draw_azimuth_scale(const Panels& p) {
+  const gr::Color color = plot_surface.foreground;
+  for (const int azimuth : {360, 270, 180, 90, 0}) {
+    const int row = p.azimuth_row(azimuth);
+    const std::string label = fmt::format("{}", azimuth);
+    draw_label(p.left - 5, row, label, HorizontalAlign::right, VerticalAlign::middle);
+    draw_label(p.right + 5, row, label, HorizontalAlign::left, VerticalAlign::middle);
+    gr::line(p.left, row, p.left - 3, row, color);
+    gr::line(p.right, row, p.right + 3, row, color);
+    gr::custom_line(p.left, row, p.right, row, {color, 1, dots});
+  }
+}
+
+/// Draws titles, scales, frames and the time axis, and begins the plot's extent.
+void draw_frame(const Panels& p) {
+  display_state.least_x = p.left;
+  display_state.greatest_x = p.right;
+  draw_titles();
+  draw_azimuth_scale(p);
+  const int label_width = draw_value_axis(p.times.width, p.velocity_height, p.left, p.middle, false,
+                                          0, p.velocity_maximum);
+  extend(p.left - label_width, p.right + 12 + label_width);
+  gr::box(p.left, p.top, p.right + 2, p.middle, plot_surface.foreground);
+  gr::box(p.left, p.middle, p.right + 2, p.bottom, plot_surface.foreground);
+  const double shift = display_state.center_time ? p.times.step / 2 : 0;
+  const Columns labels = draw_time_axis(p.times.width + 2, p.azimuth_height + p.velocity_height,
+                                        p.left, p.top, p.times.first + shift, p.times.last + shift);
+  extend(labels.least, labels.greatest);
+}
+
+/// A plus sign around column x + 1.
+void draw_plus(int x, int row, gr::Color color) {
+  gr::line(x + 3, row, x - 1, row, color);
+  gr::line(x + 1, row + 2, x + 1, row - 2, color);
+}
+
+void draw_azimuth_marker(int x, int row, double cmax) {
+  const gr::Color blue = plot_surface.ega[ega_blue];
+  if (settings.type != MarkerType::maxcrs) {
+    draw_plus(x, row, blue);
+    return;
+  }
+  const int radius = to_coordinate(cmax * 5);
+  if (radius < 1) {
+    gr::plot_pixel(x + 1, row, blue);
+  } else {
+    gr::circle(x + 1, row, radius, blue);
+  }
+}
+
+void draw_record(const Panels& p, const ResultRecord& record, double max_slope) {
+  const int x = p.left + column(p.times, record.time);
+  const int on_screen = x + 1 + display_state.horizontal_offset;
+  if (std::isnan(record.az) || on_screen < 0 || on_screen > gr::GrSizeX()) {
+    return;
+  }
+  if (settings.lsq_plot && max_slope > 0) {
+    const double length = (record.slope / max_slope) * (p.azimuth_height / 2);
+    gr::line(x + 1, p.middle - 1, x + 1, to_coordinate(p.middle - length),
+             plot_surface.ega[ega_green]);
+  }
+  draw_azimuth_marker(x, p.azimuth_row(record.az), record.cmax);
+  if (record.vel2 < p.velocity_maximum) {
+    draw_plus(x, to_coordinate(p.bottom - record.vel2 * p.velocity_height / p.velocity_maximum),
+              plot_surface.ega[ega_red]);
+  }
+}
+
+void draw_records(const Panels& p, std::span<const ResultRecord> records) {
+  double max_slope = 0;
+  for (const ResultRecord& record : records) {
+    max_slope = std::max(max_slope, record.slope);
+  }
+  for (const ResultRecord& record : records) {
+    draw_record(p, record, max_slope);
+  }
+}
+
+/// A bar of the histogram to the right of the azimuth panel.
+void draw_bar(int start, double length, int row) {
+  const int end = start + static_cast<int>(std::min(length, longest_bar));
+  gr::line(start, row, end, row, plot_surface.ega[ega_blue]);
+  extend(start, end);
+}
+
+/// Draws the mean quality of a bucket, if there is one to draw.
+void draw_mean_bar(const Panels& p, const AzimuthBucket& bucket, int row) {
+  double mean = bucket.quality / static_cast<double>(bucket.count);
+  mean = settings.logcaz ? std::log(mean) : mean;
+  if (mean > 0 && std::isfinite(mean)) {
+    draw_bar(p.right + 33, mean, row);
+  }
+}
+
+void draw_histogram(const Panels& p, std::span<const ResultRecord> records) {
+  const auto buckets = count_azimuths(records, p.azimuth_height, settings.crsfilter);
+  for (std::size_t i = 0; i < buckets.size(); ++i) {
+    const int row = p.middle - static_cast<int>(i);
+    if (buckets[i].filtered_count > 0) {
+      draw_bar(p.right + 3, static_cast<double>(buckets[i].filtered_count), row);
+    }
+    if (settings.plotcaz && buckets[i].count > 0) {
+      draw_mean_bar(p, buckets[i], row + 1);
+    }
+  }
+}
+
+}  // namespace
+
+PlotTimes plot_times(const ResultSeries& series) {
+  PlotTimes times;
+  times.step = time_step(series);
+  if (!series.records.empty()) {
+    times.first = series.records.front().time;
+    times.last = series.records.back().time;
+  }
+  if (settings.range_forced) {
+    times.first = settings.range_t0;
+    times.last = settings.range_t1;
+    times.step = std::min(times.step, 64 / series.sampling_frequency);
+  }
+  if (times.last == times.first) {
+    times.last = times.first + times.step;
+  }
+  TAVRIK_TRACE(1, "tdiff = {}", times.step);
+  const double records = time_from(times, times.last) / times.step;
+  if (!(records / settings.compact <= most_columns)) {
+    fail("Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
+  }
+  times.width = std::max(0, static_cast<int>(records / settings.compact));
+  return times;
+}
+
+double velocity_maximum(std::span<const ResultRecord> records) {
+  if (!settings.coord_loaded) {
+    return usual_velocity_maximum;
+  }
+  constexpr double none = -1e100;
+  std::array<double, 3> highest = {none, none, none};  // the running maximum, and the two before it
+  for (const ResultRecord& record : records) {
+    if (!std::isnan(record.az) && record.vel2 > highest[0]) {
+      highest = {record.vel2, highest[0], highest[1]};
+    }
+  }
+  return highest[2] > 0 && std::isfinite(highest[2]) ? highest[2] : usual_velocity_maximum;
+}
+
+std::vector<AzimuthBucket> count_azimuths(std::span<const ResultRecord> records, int height,
+                                          double filter) {
+  std::vector<AzimuthBucket> buckets(static_cast<std::size_t>(height) + 1);
+  const double row_per_degree = height / 360.0;
+  for (const ResultRecord& record : records) {
+    const double place = record.az * row_per_degree;
+    if (!(place >= 0 && place < static_cast<double>(buckets.size()))) {
+      continue;  // a NaN azimuth too
+    }
+    AzimuthBucket& bucket = buckets[static_cast<std::size_t>(place)];
+    ++bucket.count;
+    bucket.quality += record.quality;
+    bucket.filtered_count += record.cmax >= filter ? 1 : 0;
+  }
+  return buckets;
+}
+
+int result_plot(const std::string& name, const ResultSeries& series, int save) {
+  if (settings.title.empty()) {
+    settings.title = name;
+  }
+  const Panels panels = lay_out(series);
+  begin_drawing();
+  draw_frame(panels);
+  draw_records(panels, series.records);
+  draw_histogram(panels, series.records);
+  extend(display_state.least_x - 2, display_state.greatest_x + 2);
+  TAVRIK_TRACE(1, "plot_maxx={} plot_minx={} diff={}", display_state.greatest_x,
+               display_state.least_x, display_state.greatest_x - display_state.least_x);
+  return save != 0 ? save : wait_for_key();
+}
+
+}  // namespace tavrik

@@ -1,0 +1,119 @@
+// Drawing and saving complete plots.
+
+#include "src/save_plot.h"
+
+#include <algorithm>
+#include <boost/filesystem/path.hpp>
+#include <cstdio>
+
+#include "graphics/mode.h"
+#include "graphics/png.h"
+
+#include "src/console.h"
+#include "src/display_state.h"
+#include "src/plot_surface.h"
+#include "src/result_plot.h"
+#include "src/results.h"
+#include "src/settings.h"
+
+namespace tavrik {
+
+namespace {
+
+constexpr const char* trace_module = "src/save_plot";
+
+/// Columns around the plot's extent.
+constexpr int margin = 10;
+
+void trace_path(const boost::filesystem::path& path) {
+  TAVRIK_TRACE(1, "strippath: {}", path.string());
+}
+
+/// The path without its first element.
+boost::filesystem::path without_first(const boost::filesystem::path& path) {
+  boost::filesystem::path rest;
+  for (auto element = std::next(path.begin()); element != path.end(); ++element) {
+    rest /= *element;
+  }
+  trace_path(rest);
+  return rest;
+}
+
+bool begins_with(const boost::filesystem::path& path, const char* element) {
+  return !path.empty() && *path.begin() == element;
+}
+
+void save(const gr::Context& picture, const std::string& data_path) {
+  std::string path = "standard output";
+  gr::SaveResult result;
+  if (settings.to_stdout) {
+    result = gr::save_context_to_png(picture, stdout);
+  } else {
+    path = result_path(strippath(data_path), "png");
+    result = gr::save_context_to_png(picture, path);
+  }
+  if (result == gr::SaveResult::cannot_open) {
+    warn("Can't open {}\n", path);
+  } else if (result == gr::SaveResult::cannot_write) {
+    warn("Can't write {}\n", path);
+  }
+  picture_failed = picture_failed || result != gr::SaveResult::saved;
+}
+
+/// Draws the plot on a memory canvas of the picture's width. The plot's own columns depend on the
+/// canvas, so the pan that centres it is worked out for the new one.
+void draw_in_memory(const ResultSeries& results, int width) {
+  const int old_left = (gr::GrSizeX() - plot_times(results).width) / 2;
+  resize_memory_canvas(width);
+  const int new_left = (gr::GrSizeX() - plot_times(results).width) / 2;
+  display_state.horizontal_offset = margin - (display_state.least_x - old_left + new_left);
+  result_plot("", results, save_and_exit_key);
+}
+
+/// Draws the plot screen by screen and gathers what is seen in a context of the picture's width.
+gr::Context draw_in_slices(const ResultSeries& results, int width) {
+  gr::Context picture(width, picture_height);
+  std::fill(picture.pixels.begin(), picture.pixels.end(),
+            static_cast<std::uint8_t>(plot_surface.background));
+  const int least = display_state.least_x;
+  for (int column = 0; column < width; column += gr::GrSizeX()) {
+    display_state.horizontal_offset = margin - least - column;
+    result_plot("", results, save_and_exit_key);
+    gr::bit_blit(picture, column, 0, 0, 0, gr::max_x(), gr::max_y());
+  }
+  return picture;
+}
+
+}  // namespace
+
+std::string strippath(const std::string& path) {
+  boost::filesystem::path rest(path);
+  trace_path(rest);
+  if (begins_with(rest, "/")) {
+    rest = without_first(rest);
+  }
+  if (begins_with(rest, "home")) {
+    rest = without_first(rest);
+  }
+  while (begins_with(rest, "korla")) {
+    rest = without_first(rest);
+  }
+  return rest.string();
+}
+
+void save_complete_plot(const std::string& data_path, const ResultSeries& results) {
+  const DisplayState before = display_state;
+  display_state.horizontal_offset = 0;
+  display_state.vertical_offset = 0;
+  result_plot(data_path, results, save_and_exit_key);  // for the extent, whatever plot was shown
+  const int width = display_state.greatest_x - display_state.least_x + 2 * margin;
+  if (settings.memory) {
+    draw_in_memory(results, width);
+    save(gr::surface.screen, data_path);
+  } else {
+    save(draw_in_slices(results, width), data_path);
+  }
+  display_state = before;
+}
+
+}  // namespace tavrik

@@ -23,7 +23,7 @@ namespace gr {
 namespace {
 
 /// Plots are long runs of one colour. Looking for runs alone takes a third of the time of looking
-/// for any repetition and makes files of the same size.
+/// for any repetition and makes files of about the same size.
 constexpr int compression_level = 6;
 constexpr int compression_strategy = Z_RLE;
 

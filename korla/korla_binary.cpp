@@ -58,6 +58,7 @@ void BinaryKORLA::read_comment_line() {
       write_message(fmt::format("fgetc:{}", std::strerror(errno)));
     }
     write_message("fgetc: EOF \n");
+    write_message(fmt::format("{}: the file ends in its comment line\n", station_file().path));
     end_process(1);
   }
   block_length_ = scan_block_length(line);

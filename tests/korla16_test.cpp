@@ -337,7 +337,7 @@ TEST_F(korla16, ends_the_process_inside_a_comment_without_cr) {
       "validate_comment: Invalid comment line\nCouldn't determine sampling frequency\n"
       "defaulting to 18.0Hz\n";
   EXPECT_EQ(exit_status([&] { read_bytes("!nothing\n" + std::string(300, '1')); }), 1);
-  EXPECT_EQ(said_, invalid + "fgetc: EOF \n");
+  EXPECT_THAT(said_, testing::StartsWith(invalid + "fgetc: EOF \n" + folder_.path().string()));
   EXPECT_EQ(exit_status([&] { read_bytes("T\n" + std::string(300, '1')); }), 1);
   EXPECT_EQ(exit_status([&] { read_bytes("?\n" + std::string(300, '1')); }), -1);
 }

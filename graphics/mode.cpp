@@ -29,8 +29,8 @@ std::optional<int> whole_number(const std::string& text) {
 }
 
 /// Reads "memory" and three pairs of a name and a number.
-std::optional<ModeSize> parse_memory_driver(const std::string& specification) {
-  std::istringstream words(specification);
+std::optional<ModeSize> parse_memory_driver(const std::string& description) {
+  std::istringstream words(description);
   std::string word;
   words >> word;
   if (word != "memory") {
@@ -90,15 +90,15 @@ const char* open_surface(ModeKind kind, ModeSize size) {
 
 }  // namespace
 
-bool set_driver(const std::string& specification) {
-  if (!specification.empty()) {
-    const auto size = parse_memory_driver(specification);
+bool set_driver(const std::string& description) {
+  if (!description.empty()) {
+    const auto size = parse_memory_driver(description);
     if (!size || !fits_surface(*size)) {
       return false;
     }
   }
   set_text_mode();
-  surface.driver = specification;
+  surface.driver = description;
   return true;
 }
 

@@ -9,7 +9,7 @@ namespace gr {
 
 /// The graphics layer's process-wide state.
 struct Surface {
-  std::string driver;  ///< specification text; empty: the screen window
+  std::string driver;  ///< what was asked for; empty: the screen window
   bool open = false;   ///< a mode is set
   Context screen;      ///< what the window shows, or the memory canvas
   Palette palette;
@@ -30,7 +30,7 @@ enum class ModeKind {
 /// width, height and number of colours, each to be named once, in any order. An empty text chooses
 /// the screen window. Leaves graphics. False, and nothing changed, for a text that is none of these
 /// or asks for no or more than largest_surface pixels.
-bool set_driver(const std::string& specification);
+bool set_driver(const std::string& description);
 
 /// Opens the surface, cleared to palette index 0, with an empty palette of 1 to 256 colours. With
 /// default_graphics width, height and colors are those of the driver's text. On failure prints

@@ -105,7 +105,7 @@ void allocate_colors() {
 
 /// The font that the environment names, else the mode's own.
 std::shared_ptr<const gr::Font> choose_font(int graphics_mode) {
-  const auto usual = gr::default_font(panel_layout(graphics_mode).font);
+  auto usual = gr::default_font(panel_layout(graphics_mode).font);
   const char* name = std::getenv("ZENVUE_FONT");
   if (name == nullptr || *name == '\0') {
     return usual;

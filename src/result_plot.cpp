@@ -168,7 +168,8 @@ void draw_record(const Panels& p, const ResultRecord& record, double max_slope) 
     return;
   }
   if (settings.lsq_plot && max_slope > 0) {
-    const double length = (record.slope / max_slope) * (p.azimuth_height / 2);
+    const int highest = p.azimuth_height / 2;
+    const double length = record.slope / max_slope * highest;
     gr::line(x + 1, p.middle - 1, x + 1, to_coordinate(p.middle - length),
              plot_surface.ega[ega_green]);
   }

@@ -33,36 +33,49 @@ std::uint8_t find_station(const StationFile& file) {
   return unknown_station;
 }
 
+/// Says what is odd about the records' times, each thing once for a file.
+class TimeWarnings {
+ public:
+  explicit TimeWarnings(const std::string& path) : path_(path) {}
+
+  void check(std::size_t number, bool went_back, bool stamps_differ) {
+    if (went_back && !said_back_) {
+      write_message(fmt::format("WARNING: {}: the time goes back at group {}, samples count on\n",
+                                path_, number));
+      said_back_ = true;
+    }
+    if (stamps_differ && !said_differ_) {
+      write_message(
+          fmt::format("WARNING: {}: the channels' times differ in group {}\n", path_, number));
+      said_differ_ = true;
+    }
+  }
+
+ private:
+  const std::string& path_;
+  bool said_back_ = false;
+  bool said_differ_ = false;
+};
+
 /// Reads all records into the channels' samples, says what is wrong with them, and returns the
 /// times that their stamps give. first_stamp: of the first record.
 SampleTimes read_records(KORLA& reader, std::vector<std::vector<std::int32_t>>& samples,
                          std::int64_t& first_stamp) {
   const StationFile& file = reader.station_file();
   SampleTimes times(file.comment.frequency, block_tolerance);
+  TimeWarnings warnings(file.path);
   RecordGroup group;
-  bool said_back = false;
-  bool said_differ = false;
   std::size_t number = 1;
   for (; reader.read_record(group) != -1; ++number) {
     const std::size_t index = samples[0].size();
+    first_stamp = index == 0 ? group.time : first_stamp;
+    const bool marked = group.after_mark && index > 0;
     if (reader.has_stamps()) {
-      times.add_piece(index, static_cast<double>(group.time), group.after_mark && index > 0);
-    } else if (group.after_mark && index > 0) {
+      times.add_piece(index, static_cast<double>(group.time), marked);
+    } else if (marked) {
       times.add_mark();
     }
-    if (times.went_back() && !said_back) {
-      write_message(fmt::format("WARNING: {}: the time goes back at group {}, samples count on\n",
-                                file.path, number));
-      said_back = true;
-    }
-    if (group.stamps_differ && !said_differ) {
-      write_message(
-          fmt::format("WARNING: {}: the channels' times differ in group {}\n", file.path, number));
-      said_differ = true;
-    }
-    if (index == 0) {
-      first_stamp = group.time;
-    }
+    warnings.check(number, times.went_back(), group.stamps_differ);
     for (std::size_t c = 0; c < samples.size(); ++c) {
       samples[c].insert(samples[c].end(), group.samples[c].begin(), group.samples[c].end());
     }
@@ -96,18 +109,19 @@ double find_start(const KORLA& reader, std::optional<std::int64_t> first_stamp) 
 
 }  // namespace
 
-void set_start(SeriesHeader& header, double start) {
+double settle_start(SeriesHeader& header, double start, bool from_path, double name_time) {
+  const bool from_name = name_time != 0 && std::fabs(name_time - start) < 2.0;
+  if (from_name) {
+    start = name_time;
+  }
   constexpr double most = std::numeric_limits<std::uint32_t>::max();
   const double whole = std::floor(std::clamp(start, 0.0, most));
   header.start_sec = static_cast<std::uint32_t>(whole);
   header.start_nsec = static_cast<std::uint32_t>(std::clamp(start - whole, 0.0, 1.0) * 1e9);
-}
-
-void set_name_time(SeriesHeader& header, double time) {
-  SeriesHeader converted;
-  set_start(converted, time);
-  const std::uint32_t seconds = converted.start_sec;
-  std::memcpy(header.extra_time.data(), &seconds, sizeof seconds);
+  if (from_path || from_name) {
+    std::memcpy(header.extra_time.data(), &header.start_sec, sizeof header.start_sec);
+  }
+  return start;
 }
 
 void report_gaps(std::size_t gaps) {
@@ -151,14 +165,7 @@ KORLA16::KORLA16(const std::string& path, double name_time) {
   if (negtime && reader->straddles_midnight()) {
     start -= 86400;
   }
-  if (reader->station_file().path_date) {
-    set_name_time(header, start);
-  }
-  if (name_time != 0 && std::fabs(name_time - start) < 2.0) {
-    start = name_time;
-    set_name_time(header, start);
-  }
-  set_start(header, start);
+  start = settle_start(header, start, reader->station_file().path_date.has_value(), name_time);
   times = stamps.times(start, samples[0].size());
 }
 

@@ -28,11 +28,10 @@ class KORLA16 : public Korla_Base {
   void preset(const KORLA& reader);
 };
 
-/// Sets the header's start time from seconds since 1970 UTC, as far as its fields reach.
-void set_start(SeriesHeader& header, double start);
-
-/// Stores a start time that comes from the file's name in the header's extension.
-void set_name_time(SeriesHeader& header, double time);
+/// Settles when a series starts, seconds since 1970 UTC, and writes it to the header as far as its
+/// fields reach. name_time replaces a start less than 2 s away, unless it is 0. A start that comes
+/// from a name, the path's or this one, is kept in the header's extension too. Returns the start.
+double settle_start(SeriesHeader& header, double start, bool from_path, double name_time);
 
 /// Says how many gaps a file has, if any.
 void report_gaps(std::size_t gaps);

@@ -185,6 +185,29 @@ std::uint8_t find_station(const Comment& comment, const std::optional<PathDate>&
   return station->second.number;
 }
 
+/// Start of the series: the comment's date and time, else the hour in the path, else the column's
+/// first time.
+double find_start(const Comment& comment, const std::optional<PathDate>& path_date,
+                  double first_time) {
+  if (comment.day_time) {
+    return static_cast<double>(comment.record_time.value_or(*comment.day_time));
+  }
+  return path_date ? static_cast<double>(path_date->time) : first_time;
+}
+
+SeriesHeader make_header(std::uint8_t station, std::size_t n_channels, double frequency) {
+  SeriesHeader header;
+  header.magic = {'k', 'o', '2', '4'};
+  header.version = 1;
+  header.station = station;
+  header.n_channels = static_cast<std::uint8_t>(n_channels);
+  header.sample_code = 7;
+  header.sampling_frequency = frequency;
+  header.bits_per_sample = 32;
+  header.bytes_per_sample = 4;
+  return header;
+}
+
 }  // namespace
 
 KORLA_TM4::KORLA_TM4(const std::string& path, double name_time) {
@@ -203,32 +226,13 @@ KORLA_TM4::KORLA_TM4(const std::string& path, double name_time) {
   table.read_all();
   samples = std::move(table.samples());
   const std::size_t n_samples = samples.empty() ? 0 : samples[0].size();
-
-  header.magic = {'k', 'o', '2', '4'};
-  header.version = 1;
-  header.station = find_station(comment, path_date);
-  header.n_channels = static_cast<std::uint8_t>(samples.size());
-  header.sample_code = 7;
-  header.bits_per_sample = 32;
-  header.bytes_per_sample = 4;
-  header.sampling_frequency = n_samples > 1 ? 1.0 / table.sampling_interval() : -1.0;
-  channels.resize(samples.size());
-  for (std::size_t c = 0; c < channels.size(); ++c) {
-    channels[c] = {{'c', 'h', 'a', 'n'}, static_cast<std::uint16_t>(c), 1, -1.0, 1.0, 1.0};
+  const double frequency = n_samples > 1 ? 1.0 / table.sampling_interval() : -1.0;
+  header = make_header(find_station(comment, path_date), samples.size(), frequency);
+  for (std::size_t c = 0; c < samples.size(); ++c) {
+    channels.push_back({{'c', 'h', 'a', 'n'}, static_cast<std::uint16_t>(c), 1, -1.0, 1.0, 1.0});
   }
-
-  double start = table.first_time();
-  if (comment.day_time) {
-    start = static_cast<double>(comment.record_time.value_or(*comment.day_time));
-  } else if (path_date) {
-    start = static_cast<double>(path_date->time);
-    set_name_time(header, start);
-  }
-  if (name_time != 0 && std::fabs(name_time - start) < 2.0) {
-    start = name_time;
-    set_name_time(header, start);
-  }
-  set_start(header, start);
+  const double start = settle_start(header, find_start(comment, path_date, table.first_time()),
+                                    path_date.has_value(), name_time);
   if (table.times()) {
     report_gaps(table.times()->gaps());
     times = table.times()->times(start, n_samples);

@@ -8,20 +8,21 @@ namespace KorLa {
 
 namespace {
 
-constexpr std::size_t buffer_size = 262144;
+constexpr std::size_t buffer_size = 65536;
 /// Behind the buffer: a line end, and what may be read beyond it.
 constexpr std::size_t spare = 1 + 8;
 
 }  // namespace
 
-LineReader::LineReader(std::FILE* file) : file_(file), buffer_(buffer_size + spare) {}
+LineReader::LineReader(std::FILE* file)
+    : file_(file), buffer_(std::make_unique_for_overwrite<char[]>(buffer_size + spare)) {}
 
 /// Moves what is left to the buffer's front and reads on behind it; false at the end of the file.
 bool LineReader::fill() {
-  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+  std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
-  const std::size_t count = std::fread(buffer_.data() + end_, 1, buffer_size - end_, file_);
+  const std::size_t count = std::fread(buffer_.get() + end_, 1, buffer_size - end_, file_);
   end_ += count;
   return count > 0;
 }
@@ -30,7 +31,7 @@ LineReader::Found LineReader::next(std::string_view& line) {
   std::size_t scanned = 0;  // bytes of the line that are known to hold no line end
   const char* stop = nullptr;
   for (;;) {
-    const char* start = buffer_.data() + begin_;
+    const char* start = buffer_.get() + begin_;
     const std::size_t left = end_ - begin_ - scanned;
     stop = static_cast<const char*>(std::memchr(start + scanned, '\n', left));
     if (stop != nullptr || end_ - begin_ > longest) {
@@ -41,7 +42,7 @@ LineReader::Found LineReader::next(std::string_view& line) {
       break;
     }
   }
-  const char* start = buffer_.data() + begin_;
+  const char* start = buffer_.get() + begin_;
   std::size_t length = stop != nullptr ? static_cast<std::size_t>(stop - start) : end_ - begin_;
   if (length > longest) {
     ++number_;

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 namespace KorLa {
 
@@ -35,7 +35,7 @@ class LineReader {
   bool fill();
 
   std::FILE* file_;
-  std::vector<char> buffer_;
+  std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  ///< of what is not yet taken
   std::size_t end_ = 0;    ///< behind what was read
   std::size_t number_ = 0;

@@ -55,6 +55,13 @@ constexpr int most_pixels_between_ticks = 120;
 constexpr int trial_intervals = 5;
 constexpr int most_minor_ticks = 29;
 
+/// A whole number from any other, toward zero; limits far outside every calendar for what is
+/// larger.
+std::int64_t whole(double value) {
+  constexpr double most = 4e18;
+  return static_cast<std::int64_t>(std::clamp(value, -most, most));
+}
+
 /// A time axis in work.
 struct TimeScale {
   double t0, t1;
@@ -69,7 +76,7 @@ struct TimeScale {
 
   /// Ticks nearer to each other than a pixel are drawn one for a pixel.
   std::int64_t step(double spacing) const {
-    return std::max(std::int64_t{1}, static_cast<std::int64_t>(1 / (spacing * scale)));
+    return std::max(std::int64_t{1}, whole(1 / (spacing * scale)));
   }
 };
 
@@ -122,27 +129,27 @@ void trace_spacing(const TimeScale& axis, const TimeSpacing& spacing) {
   TAVRIK_TRACE(2, "lin_subtick_spacing = {:g}\n", minor);
 }
 
-std::string clock_label(const TimeSpacing& spacing, std::int64_t seconds) {
-  const std::time_t time = seconds;
+std::string clock_label(const TimeSpacing& spacing, double t) {
+  const std::time_t time = whole(t);
   std::tm calendar{};
   std::array<char, 100> text{};
   if (gmtime_r(&time, &calendar) != nullptr) {
     std::strftime(text.data(), text.size(), spacing.clock_format, &calendar);
   }
-  TAVRIK_TRACE(1, "{} {} {}", seconds, seconds, text.data());
+  TAVRIK_TRACE(1, "{} {} {}", t, time, text.data());
   return text.data();
 }
 
 /// Minute of the day, and the second padded with a blank where it is shown: intended.
-std::string minute_label(const TimeSpacing& spacing, std::int64_t seconds) {
+std::string minute_label(const TimeSpacing& spacing, double t) {
+  const std::int64_t seconds = whole(t);
   const std::int64_t minute = seconds / 60 % 1440;
   return spacing.has_seconds ? fmt::format("{}.{:2}", minute, seconds % 60)
                              : fmt::format("{}", minute);
 }
 
 std::string time_label(const TimeSpacing& spacing, double t) {
-  const auto seconds = static_cast<std::int64_t>(t);
-  return settings.print_ut ? clock_label(spacing, seconds) : minute_label(spacing, seconds);
+  return settings.print_ut ? clock_label(spacing, t) : minute_label(spacing, t);
 }
 
 void draw_tick(int x, int row, int length) {
@@ -151,9 +158,8 @@ void draw_tick(int x, int row, int length) {
 
 Columns draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
   Columns drawn = {axis.left, axis.right};
-  const auto first =
-      static_cast<std::int64_t>(std::floor((axis.t0 + axis.epsilon) / spacing.major));
-  const auto last = static_cast<std::int64_t>(std::ceil((axis.t1 - axis.epsilon) / spacing.major));
+  const auto first = whole(std::floor((axis.t0 + axis.epsilon) / spacing.major));
+  const auto last = whole(std::ceil((axis.t1 - axis.epsilon) / spacing.major));
   for (std::int64_t k = first; k <= last; k += axis.step(spacing.major)) {
     const double t = static_cast<double>(k) * spacing.major;
     auto x = static_cast<int>(axis.column(t));
@@ -164,6 +170,8 @@ Columns draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
     }
     const std::string label = time_label(spacing, t);
     const int width = gr::string_width(label, plot_surface.text);
+    TAVRIK_TRACE(2, "distances[dist].tick * (XSize={}/Range={:g}) = {:g}\n", axis.right - axis.left,
+                 axis.t1 - axis.t0, spacing.major * axis.scale);
     TAVRIK_TRACE(2, "x={} y={}\n", x, axis.row);
     draw_tick(x, axis.row, axis.major_length);
     draw_label(x, axis.row + axis.label_height, label, HorizontalAlign::center, VerticalAlign::top);
@@ -178,8 +186,8 @@ Columns draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
 
 void draw_minor_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
   const double s = spacing.minor;
-  const auto first = static_cast<std::int64_t>(std::ceil((axis.t0 - axis.epsilon) / s));
-  const auto last = static_cast<std::int64_t>(std::floor((axis.t1 + axis.epsilon) / s));
+  const auto first = whole(std::ceil((axis.t0 - axis.epsilon) / s));
+  const auto last = whole(std::floor((axis.t1 + axis.epsilon) / s));
   const int end = static_cast<int>(0.5 * axis.major_length + axis.row);
   for (std::int64_t k = first; k <= last; k += axis.step(s)) {
     const double t = static_cast<double>(k) * s;

@@ -62,7 +62,7 @@ ReadingFile::~ReadingFile() {
 void guard_process() {
   int descriptor = 0;
   do {
-    descriptor = open("/dev/null", O_RDWR);
+    descriptor = open("/dev/null", O_RDONLY);  // what is written to it is reported as lost
   } while (descriptor >= 0 && descriptor <= 2);
   if (descriptor > 2) {
     close(descriptor);

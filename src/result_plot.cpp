@@ -132,7 +132,8 @@ void draw_frame(const Panels& p) {
   draw_azimuth_scale(p);
   const int label_width = draw_value_axis(p.times.width, p.velocity_height, p.left, p.middle, false,
                                           0, p.velocity_maximum);
-  extend(p.left - label_width, p.right + 12 + label_width);
+  const int azimuth_width = gr::string_width("360", plot_surface.text);
+  extend(p.left - std::max(label_width, azimuth_width), p.right + 12 + label_width);
   gr::box(p.left, p.top, p.right + 2, p.middle, plot_surface.foreground);
   gr::box(p.left, p.middle, p.right + 2, p.bottom, plot_surface.foreground);
   const double shift = display_state.center_time ? p.times.step / 2 : 0;
@@ -233,7 +234,7 @@ PlotTimes plot_times(const ResultSeries& series) {
     times.last = settings.range_t1;
     times.step = std::min(times.step, 64 / series.sampling_frequency);
   }
-  if (times.last == times.first) {
+  if (time_from(times, times.last) == 0) {  // an axis has two ends, also a day apart
     times.last = times.first + times.step;
   }
   TAVRIK_TRACE(1, "tdiff = {}", times.step);

@@ -193,6 +193,12 @@ void protect_input(const std::string& path) {
   }
 }
 
+bool is_protected(const std::string& path) {
+  struct stat status {};
+
+  return stat(path.c_str(), &status) == 0 && is_input(status);
+}
+
 bool open_result(ResultStream& stream, const std::string& data_path, const char* extension) {
   stream = ResultStream();
   stream.path = result_path(data_path, extension);

@@ -55,6 +55,9 @@ std::string result_path(const std::string& data_path, const char* extension);
 /// Marks a file as one that no result may overwrite.
 void protect_input(const std::string& path);
 
+/// Whether a path leads to a file that no result may overwrite.
+bool is_protected(const std::string& path);
+
 /// Opens a result file named after the data file and empties it. On failure, or when the file is
 /// one of the inputs, says "Can't open PATH" and leaves the stream closed.
 bool open_result(ResultStream& stream, const std::string& data_path, const char* extension);

@@ -50,7 +50,8 @@ void save(const gr::Context& picture, const std::string& data_path) {
     result = gr::save_context_to_png(picture, stdout);
   } else {
     path = result_path(strippath(data_path), "png");
-    result = gr::save_context_to_png(picture, path);
+    result =
+        is_protected(path) ? gr::SaveResult::cannot_open : gr::save_context_to_png(picture, path);
   }
   if (result == gr::SaveResult::cannot_open) {
     warn("Can't open {}\n", path);
@@ -89,8 +90,10 @@ gr::Context draw_in_slices(const ResultSeries& results, int width) {
 std::string strippath(const std::string& path) {
   boost::filesystem::path rest(path);
   trace_path(rest);
-  if (begins_with(rest, "/")) {
-    rest = without_first(rest);
+  if (path.starts_with('/')) {
+    // All of the slashes: two would be a root of their own kind.
+    rest = path.substr(std::min(path.find_first_not_of('/'), path.size()));
+    trace_path(rest);
   }
   if (begins_with(rest, "home")) {
     rest = without_first(rest);

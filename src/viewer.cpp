@@ -2,6 +2,8 @@
 
 #include "src/viewer.h"
 
+#include <algorithm>
+
 #include "graphics/draw.h"
 #include "graphics/mode.h"
 
@@ -101,7 +103,7 @@ bool display(const ResultSeries& results, const std::vector<std::string>& files,
     return true;
   }
   const auto n_records = static_cast<int>(results.records.size());
-  display_state.div = n_records / (gr::GrSizeY() / 2) + 1;
+  display_state.div = std::min(n_records / (gr::GrSizeY() / 2) + 1, most_div);
   while (cursor == shown) {
     const int key = draw_plot(name, results);
     View view = current_view();

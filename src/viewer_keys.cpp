@@ -8,7 +8,6 @@ namespace tavrik {
 
 namespace {
 
-constexpr int most_div = 100;
 constexpr int debug_levels = 3;
 
 void reset_pan(DisplayState& display) {

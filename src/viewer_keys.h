@@ -20,6 +20,9 @@ inline constexpr int key_right = 333;
 inline constexpr int key_down = 336;
 inline constexpr int key_page_down = 337;
 
+/// Greatest divisor of the circular plots.
+inline constexpr int most_div = 100;
+
 /// Everything that a key may change in the view.
 struct View {
   DisplayState display;

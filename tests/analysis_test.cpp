@@ -115,14 +115,8 @@ TEST_F(analyse, skips_windows_with_a_hole_and_tells_of_long_ones) {
     const char* warning;
   };
 
-  const std::vector<Row> table = {
-      {0, 18, ""},
-      {0.125, 18, ""},
-      {0.25, 17, ""},
-      {5, 17, ""},
-      {5.5, 17, "\nWARNING: hole in data 5.5 seconds\n\n"},
-      {-3, 18, ""},
-  };
+  const char* hole = "\nWARNING: hole in data 5.5 seconds\n\n";
+  const Row table[] = {{0.125, 18, ""}, {0.25, 17, ""}, {5, 17, ""}, {5.5, 17, hole}, {-3, 18, ""}};
   settings.clength = 16;
   settings.cstep = 8;
   const std::string first = write("a.ko24", noise(80));
@@ -139,18 +133,14 @@ TEST_F(analyse, skips_windows_with_a_hole_and_tells_of_long_ones) {
 }
 
 TEST_F(analyse, goes_on_by_the_window_where_times_do_not_increase) {
-  settings.clength = 8;
-  settings.cstep = 8;
+  settings.clength = settings.cstep = 8;
   const auto records = run({write("a.ko24", noise(80)), write("b.ko24", noise(80), 8, start - 100),
                             write("c.ko24", noise(80), 8, start + 3)});
   ASSERT_EQ(records.size(), 29U);
-  const double last_good = start + 9;
-  EXPECT_EQ(records[9].time, last_good);
-  EXPECT_EQ(records[10].time, last_good + 10);
-  EXPECT_EQ(records[19].time, last_good + 19);
-  EXPECT_EQ(records[26].time, last_good + 26);  // of sample time start + 9
-  EXPECT_EQ(records[27].time, start + 10);
-  EXPECT_EQ(records[28].time, start + 11);
+  for (const auto& [window, time] :
+       {std::pair{9U, 9}, {10U, 19}, {26U, 35}, {27U, 10}, {28U, 11}}) {
+    EXPECT_EQ(records[window].time, start + time);
+  }
 }
 
 TEST_F(analyse, keeps_to_the_time_range) {
@@ -164,8 +154,7 @@ TEST_F(analyse, keeps_to_the_time_range) {
       {2, 5, 3, 2}, {2.01, 5.01, 3, 3}, {-100, 100, 29, 0},
       {8, 8, 0, 0}, {-100, 0, 0, 0},    {20, 90, 9, 20},
   };
-  settings.clength = 8;
-  settings.cstep = 8;
+  settings.clength = settings.cstep = 8;
   settings.range_set = true;
   const std::string path = write("a.ko24", noise(240));
   for (const Row& row : table) {
@@ -185,41 +174,27 @@ TEST_F(analyse, keeps_to_the_time_range) {
 }
 
 TEST_F(analyse, derives_the_lags_from_the_first_files_frequency) {
-  struct Row {
-    double frequency;
-    std::size_t max_lag;
-    const char* said;
-  };
-
-  const std::vector<Row> table = {
-      {20, 18, "\nSetting maxdelay to 18. Default was 16.\n"},
-      {18, 16, "\nSetting maxdelay to 16. Default was 16.\n"},
-      {100, 89, "\nSetting maxdelay to 89. Default was 16.\n"},
-      {1.6875, 2, "\nSetting maxdelay to 2. Default was 16.\n"},  // from 1.5
-      {0.5625, 1, "\nSetting maxdelay to 1. Default was 16.\n"},  // from 0.5
-      {73727, 65535, "\nSetting maxdelay to 65535. Default was 16.\n"},
-  };
+  const std::pair<double, std::size_t> table[] = {
+      {20, 18}, {1.6875, 2}, {0.5625, 1}, {73727, 65535}};
   settings.quiet = false;
-  for (const Row& row : table) {
-    SCOPED_TRACE(row.frequency);
-    run({write("a.ko24", noise(9), row.frequency), write("b.ko24", noise(9), 18)});
-    EXPECT_EQ(tavrik::correlation.max_lag, row.max_lag);
-    EXPECT_THAT(said, HasSubstr(row.said));
+  for (const auto& [frequency, lag] : table) {
+    SCOPED_TRACE(frequency);
+    run({write("a.ko24", noise(9), frequency), write("b.ko24", noise(9), 18)});
+    EXPECT_EQ(tavrik::correlation.max_lag, lag);
+    EXPECT_THAT(said,
+                HasSubstr("\nSetting maxdelay to " + std::to_string(lag) + ". Default was 16.\n"));
     EXPECT_EQ(said.find("Setting"), said.rfind("Setting"));
   }
-  for (const double frequency : {0.5, 1e-9, 1e-300, 5e-324, 73728.0, 1e9, 1e300}) {
+  for (const double frequency : {0.5, 5e-324, 73728.0, 1e300}) {
     SCOPED_TRACE(frequency);
     run({write("a.ko24", noise(9), frequency)});
     EXPECT_EQ(status, 1);
     EXPECT_THAT(said, testing::ContainsRegex("\nError: maxdelay out of range 2 < [^ ]+ < 255\n$"));
   }
   settings.maxdelay_auto = false;
-  for (const double frequency : {20.0, 1e-9, 1e9}) {
-    SCOPED_TRACE(frequency);
-    run({write("a.ko24", noise(9), frequency)});
-    EXPECT_EQ(tavrik::correlation.max_lag, 16U);
-    EXPECT_THAT(said, Not(HasSubstr("maxdelay")));
-  }
+  run({write("a.ko24", noise(9), 1e9)});
+  EXPECT_EQ(tavrik::correlation.max_lag, 16U);
+  EXPECT_THAT(said, Not(HasSubstr("maxdelay")));
 }
 
 TEST_F(analyse, needs_a_sampling_frequency) {
@@ -268,15 +243,9 @@ TEST_F(analyse, uses_the_first_three_of_the_channels) {
   EXPECT_EQ(lines[2], lines[0]);
 
   for (const std::ptrdiff_t n : {0, 1, 2}) {
-    SCOPED_TRACE(n);
     const std::string path = write("few.ko24", Channels(five.begin(), five.begin() + n));
-    try {
-      run({path});
-      ADD_FAILURE() << "analysed all the same";
-    } catch (const std::runtime_error& error) {
-      EXPECT_THAT(error.what(), HasSubstr(path));
-      EXPECT_THAT(error.what(), HasSubstr(std::to_string(n)));
-    }
+    EXPECT_THAT([&] { run({path}); }, testing::ThrowsMessage<std::runtime_error>(testing::AllOf(
+                                          HasSubstr(path), HasSubstr(std::to_string(n)))));
   }
 }
 
@@ -284,11 +253,8 @@ TEST_F(analyse, takes_no_part_of_a_sample) {
   settings.clength = settings.cstep = 8;
   settings.write_az = true;
   const std::string whole = write("whole.ko24", noise(41));
-  Ko24Fields fields;
-  fields.sampling_frequency = 8;
-  Ko24File file(fields);
   const std::string more =
-      folder.write("more.ko24", file.add_channels(noise(41)).add_values({1, 2}).bytes());
+      folder.write("more.ko24", folder.read("whole.ko24") + "\1\2\3\4\5\6\7\10");
   EXPECT_EQ(run({whole, whole}).size(), 10U);
   EXPECT_EQ(run({more, more}).size(), 10U);
   EXPECT_EQ(folder.read("more.az"), folder.read("whole.az"));
@@ -404,15 +370,16 @@ TEST_F(analyse, looks_for_coordinates_beside_the_data) {
   const std::string missing =
       "No coord.dat-file, using defaults\nVQS-FILE\n1 2 3\n0 0\n-75 0\n0 -75\n";
   const std::string summary = "\n75:270.000057";
-  run({data});
-  EXPECT_THAT(said, testing::StartsWith(missing + missing + summary));
+  const auto expect_said = [&](const std::string& start_of_said) {
+    run({data});
+    EXPECT_THAT(said, testing::StartsWith(start_of_said));
+  };
+  expect_said(missing + missing + summary);
   const std::string shared = folder.write("coord.dat", triangle(60));
-  run({data});
-  EXPECT_THAT(said, testing::StartsWith(missing + "Coord-file: " + shared + "\n"));
+  expect_said(missing + "Coord-file: " + shared + "\n");
   EXPECT_EQ(microphone_2(), -60);
   const std::string own = folder.write("a.coords", triangle(70));
-  run({data});
-  EXPECT_THAT(said, testing::StartsWith("Coord-file: " + own + "\n"));
+  expect_said("Coord-file: " + own + "\n");
   run({data, write("b.ko24", noise(9), 8, start + 2)});
   EXPECT_EQ(microphone_2(), -60) << "the last file's triangle serves the run";
   settings.coord_loaded = true;
@@ -420,8 +387,7 @@ TEST_F(analyse, looks_for_coordinates_beside_the_data) {
   run({data});
   EXPECT_EQ(microphone_2(), -99);
   settings.coord_file = folder / "none";
-  run({data});
-  EXPECT_THAT(said, testing::StartsWith(missing + summary));
+  expect_said(missing + summary);
 }
 
 TEST_F(analyse, never_overwrites_what_it_reads) {
@@ -487,8 +453,7 @@ class analyse_plane_wave : public analyse {
 
   /// The wave reaches two of the microphones at once: the time between them is all noise.
   static bool is_broadside(double azimuth) {
-    return azimuth == 0 || azimuth == 45 || azimuth == 90 || std::fmod(azimuth, 180) == 0 ||
-           azimuth == 225 || azimuth == 270;
+    return std::fmod(azimuth, 90) == 0 || azimuth == 45 || azimuth == 225;
   }
 
   /// Whether an azimuth is right. From due east or west, where microphones 1 and 3 hear the wave at
@@ -523,8 +488,9 @@ class analyse_plane_wave : public analyse {
 
 // A degree and 3 percent, but for the velocity of waves that reach two microphones at once: that
 // pair's speed divides nothing by nothing. vel2, without pair 23 and without a quotient, is good
-// from everywhere.
-TEST_F(analyse_plane_wave, comes_back_from_new) {
+// from everywhere. `old` knows the end too. Its velocity is in metres per sample, times 2 pi.
+TEST_F(analyse_plane_wave, comes_back_from_new_and_from_old) {
+  const double by_samples = 2 * std::numbers::pi * speed / 18;
   for (const double azimuth : azimuths()) {
     SCOPED_TRACE(azimuth);
     for (const ResultRecord& record : results_of(azimuth, Direction::new_method)) {
@@ -533,6 +499,10 @@ TEST_F(analyse_plane_wave, comes_back_from_new) {
       if (!is_broadside(azimuth)) {
         EXPECT_NEAR(record.vel, speed, 0.03 * speed);
       }
+    }
+    for (const ResultRecord& record : results_of(azimuth, Direction::old_method)) {
+      EXPECT_LT(apart(record.az, azimuth), 1.5);
+      EXPECT_NEAR(record.vel, by_samples, 0.03 * by_samples);
     }
   }
 }
@@ -564,18 +534,6 @@ TEST_F(analyse_plane_wave, has_its_direction_but_another_velocity_from_weighted)
           (wa + wb / std::hypot(s, c - s) + wc * std::sqrt(2) / std::hypot(c, c - s)) /
           (wa + wb + wc);
       EXPECT_NEAR(record.vel, mean * speed, 0.03 * mean * speed);
-    }
-  }
-}
-
-// `old` knows the end too. Its velocity is in metres per sample, times 2 pi.
-TEST_F(analyse_plane_wave, has_its_direction_and_a_velocity_by_samples_from_old) {
-  for (const double azimuth : azimuths()) {
-    SCOPED_TRACE(azimuth);
-    const double expected = 2 * std::numbers::pi * speed / 18;
-    for (const ResultRecord& record : results_of(azimuth, Direction::old_method)) {
-      EXPECT_LT(apart(record.az, azimuth), 1.5);
-      EXPECT_NEAR(record.vel, expected, 0.03 * expected);
     }
   }
 }

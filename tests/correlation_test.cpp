@@ -108,7 +108,6 @@ TEST(lag_sums, are_the_same_bits_as_by_their_definition) {
   }
 }
 
-/// Fixture for what keeps its buffers in the process-wide record.
 class correlation : public FreshState {};
 
 TEST_F(correlation, divides_the_weighted_series_so_that_small_lags_win) {
@@ -152,23 +151,15 @@ TEST_F(correlation, of_a_shifted_copy_peaks_at_the_shift) {
     std::array<double, 3> value_at_lag{};
     tavrik::find_lags(norm, crs, value_at_lag, lags, max_lag);
     for (const double lag : lags) {
-      if (std::abs(shift) == max_lag) {
-        EXPECT_EQ(lag, shift);
-      } else {
-        EXPECT_NEAR(lag, shift, 0.5);
-      }
+      EXPECT_NEAR(lag, shift, std::abs(shift) == max_lag ? 0 : 0.5);
     }
   }
 }
 
-TEST(correlate_weighted, divides_sum_by_divisor) {
+TEST(correlate, divides_by_divisors_or_by_the_geometric_mean_of_the_energies) {
   std::vector<double> out(3);
   tavrik::correlate_weighted(std::vector{3.0, -4.0, 0.0}, std::vector{6.0, 8.0, 2.0}, out);
   EXPECT_THAT(out, ElementsAre(0.5, -0.5, 0.0));
-}
-
-TEST(correlate_normalised, divides_by_the_geometric_mean_of_the_energies) {
-  std::vector<double> out(3);
   tavrik::correlate_normalised(std::vector{3.0, -6.0, 0.0}, 4, 9, out);
   EXPECT_THAT(out, ElementsAre(0.5, -1.0, 0.0));
   tavrik::correlate_normalised(std::vector{0.0, 0.0, 0.0}, 0, 9, out);
@@ -183,8 +174,8 @@ TEST(divide_by_peak, makes_the_highest_value_exactly_one) {
   };
 
   const std::vector<Row> table = {
-      {"positive", {2, 4, 1}, {0.5, 1, 0.25}, 4},    {"mixed", {-2, 4, 1}, {-0.5, 1, 0.25}, 4},
-      {"zero on top", {-2, 0, -1}, {0, 0, 0}, 0},    {"all zero", {0, 0, 0}, {0, 0, 0}, 0},
+      {"mixed", {-2, 4, 1}, {-0.5, 1, 0.25}, 4},
+      {"zero on top", {-2, 0, -1}, {0, 0, 0}, 0},
       {"all negative", {-4, -2, -8}, {2, 1, 4}, -2},
   };
   for (const Row& row : table) {
@@ -283,9 +274,7 @@ TEST(line_fit, is_the_line_of_least_squares) {
   const std::vector<Row> table = {
       {"two points", {5, 3}, 7, -2},
       {"a line", {1.5, 2, 2.5, 3, 3.5}, 1, 0.5},
-      {"level", {4, 4, 4}, 4, 0},
       {"one point off", {0, 0, 0, 10}, -5, 3},
-      {"a triangle", {0, 1, 0}, 1.0 / 3, 0},
   };
   for (const Row& row : table) {
     SCOPED_TRACE(row.name);

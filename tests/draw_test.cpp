@@ -237,14 +237,15 @@ TEST_F(draw, a_window_of_another_size_scales) {
 
 TEST_F(draw, any_number_becomes_a_coordinate) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr int farthest = gr::farthest_coordinate;
   const std::pair<double, int> rows[] = {{2.9, 2},
                                          {-2.9, -2},
                                          {1e9 - 1.5, 999999998},
-                                         {1e300, gr::farthest_coordinate},
-                                         {infinity, gr::farthest_coordinate},
-                                         {-1e300, -gr::farthest_coordinate},
-                                         {-infinity, -gr::farthest_coordinate},
-                                         {std::nan(""), -gr::farthest_coordinate}};
+                                         {1e300, farthest},
+                                         {infinity, farthest},
+                                         {-1e300, -farthest},
+                                         {-infinity, -farthest},
+                                         {std::nan(""), -farthest}};
   for (const auto& [number, coordinate] : rows) {
     EXPECT_EQ(gr::to_coordinate(number), coordinate) << number;
   }

@@ -114,10 +114,9 @@ TEST_F(hostile_ko24, with_any_frequency) {
   };
 
   const std::vector<Row> table = {
-      {0.0, Outcome::ended, Outcome::ended},       {-0.0, Outcome::ended, Outcome::ended},
-      {-18.0, Outcome::ended, Outcome::ended},     {nan, Outcome::ended, Outcome::ended},
-      {inf, Outcome::ended, Outcome::ended},       {-inf, Outcome::ended, Outcome::ended},
-      {5e-324, Outcome::ended, Outcome::result},   {1e-300, Outcome::ended, Outcome::result},
+      {0.0, Outcome::ended, Outcome::ended},       {-18.0, Outcome::ended, Outcome::ended},
+      {nan, Outcome::ended, Outcome::ended},       {inf, Outcome::ended, Outcome::ended},
+      {-inf, Outcome::ended, Outcome::ended},      {5e-324, Outcome::ended, Outcome::result},
       {1e-9, Outcome::ended, Outcome::result},     {0.6, Outcome::result, Outcome::result},
       {70000.0, Outcome::result, Outcome::result}, {1e9, Outcome::ended, Outcome::result},
       {1e300, Outcome::ended, Outcome::result},

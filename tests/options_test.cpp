@@ -11,6 +11,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/captured_stderr.h"
@@ -32,10 +33,16 @@ using Change = std::function<void(Settings&)>;
 
 constexpr int returned = -1;
 
-void nothing(Settings&) {}
+const Change nothing = [](Settings&) {};
+const Change only_quiet = [](Settings& s) { s.quiet = true; };
 
-void only_quiet(Settings& s) {
-  s.quiet = true;
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::istringstream stream(text);
+  std::vector<std::string> parts;
+  for (std::string part; std::getline(stream, part, separator);) {
+    parts.push_back(part);
+  }
+  return parts.empty() ? std::vector<std::string>{""} : parts;
 }
 
 /// The words of a command line; "''" stands for an empty one.
@@ -48,13 +55,44 @@ std::vector<std::string> words(const std::string& line) {
   return result;
 }
 
-/// Command lines that are to do the same.
+/// Command lines, with '|' between them, that are to do the same.
 struct Row {
-  std::vector<std::string> lines;
+  std::string lines;
   Change change;              ///< from the defaults to the settings that are expected
   std::string messages = {};  ///< ahead of the version line
   std::string level = "0";    ///< of the filter, as it is shown
 };
+
+/// Command lines, with '|' between them, and what is expected of them.
+struct Case {
+  std::string lines, expected;
+};
+
+template <typename Member, typename Value>
+Change set(Member Settings::*member, Value value) {
+  return [=](Settings& s) { s.*member = static_cast<Member>(value); };
+}
+
+std::string no_length(const std::string& value) {
+  return "Warning: Length out of range: 8 <= " + value + " <= 512.\nUsing default length (128)\n";
+}
+
+std::string no_step(const std::string& value) {
+  return "Warning: Stepsize out of range: 1 <= " + value +
+         " <= 512.\nUsing default stepsize (128)\n";
+}
+
+std::string no_type(const std::string& value) {
+  return "Warning: Type out of range: 0 <= " + value + " < 3.\nUsing default type (0)\n";
+}
+
+std::string no_mode(const std::string& value) {
+  return "Error: Unknown graphics mode \"" + value + "\"\\n";
+}
+
+std::string unhandled(int code) {
+  return "?? getopt returned character code " + std::to_string(code) + " ??\n";
+}
 
 class options : public FreshState {
  protected:
@@ -87,7 +125,7 @@ class options : public FreshState {
     for (const Row& row : table) {
       Settings expected;
       row.change(expected);
-      for (const std::string& line : row.lines) {
+      for (const std::string& line : split(row.lines, '|')) {
         SCOPED_TRACE(line);
         tavrik::settings = {};
         const Outcome outcome = parse(line);
@@ -105,100 +143,65 @@ class options : public FreshState {
 };
 
 TEST_F(options, set_what_they_name_and_nothing_else) {
+  using S = Settings;
+  constexpr Direction old = Direction::old_method;
+  constexpr Direction weighted = Direction::weighted_method;
+  const auto vortex = [](double level) {
+    return [=](S& s) { s.vortex = true, s.vortex_level = level; };
+  };
+  const auto lags = [](int n) { return [=](S& s) { s.maxdelay_auto = false, s.maxdelay = n; }; };
+  const auto angles = [](Direction primary, Direction secondary) {
+    return [=](S& s) { s.primary_direction = primary, s.secondary_direction = secondary; };
+  };
   const Row table[] = {
-      {{"", "-b", "-B", "-o", "-O", "-w elsewhere", "-Wher", "-bBoO"}, nothing},
-      {{"--no-lsq-plot", "--no_lsq_plot", "--postime", "--no-lltmp", "--no-crn"}, nothing},
-      {{"--join", "--no-save-and-exit", "--print_ut", "--angle=new", "--angle=n"}, nothing},
-      {{"-c", "-C"}, [](Settings& s) { s.write_az = true; }},
-      {{"-g0", "-G0", "-g0x9", "--memory -g0"}, [](Settings& s) { s.graphics_mode = 0; }},
-      {{"-g7", "-g+7", "-g7zoom"}, [](Settings& s) { s.graphics_mode = 7; }},
-      {{"-g", "-G", "-g4", "-g2 -g", "--memory -g", "-g 2"}, nothing},
-      {{"-g --memory"}, [](Settings& s) { s.memory = true; }},
-      {{"-h", "-H", "-h0", "-h 0.5"}, [](Settings& s) { s.histogram = true; }},
-      {{"--lsq_len=9", "--lsq-len=9", "--lsq_len 9", "--lsq_l 9", "--lsq-l=9", "--lsq_len=9x"},
-       [](Settings& s) { s.lsq_len = 9; }},
-      {{"--lsq-len=2"}, [](Settings& s) { s.lsq_len = 2; }},
-      {{"--lsq-len=128"}, [](Settings& s) { s.lsq_len = 128; }},
-      {{"--hist-size=4", "--hist_size=4", "--hist-size 4", "--hist 4"},
-       [](Settings& s) { s.hist_size = 4; }},
-      {{"--hist-size=360", "--hist_size=360"}, [](Settings& s) { s.hist_size = 360; }},
-      {{"--lsq_plot", "--lsq-plot", "--lsq_p"}, [](Settings& s) { s.lsq_plot = true; }},
-      {{"--lsq-plot --no-lsq-plot", "--lsq_plot --no_lsq_plot", "--lsq-p --no-ls"}, nothing},
-      {{"--center-time", "--ce"}, [](Settings& s) { s.center_time = true; }},
-      {{"--no-join", "--dont-concat", "--no-j"}, [](Settings& s) { s.join = false; }},
-      {{"--no-join --join", "--dont-concat --join"}, nothing},
-      {{"--vortex", "--vortex 0.5"}, [](Settings& s) { s.vortex = true; }},
-      {{"--vortex=1"}, [](Settings& s) { s.vortex = true, s.vortex_level = 1; }},
-      {{"--vortex=25e1m"}, [](Settings& s) { s.vortex = true, s.vortex_level = 250; }},
-      {{"--maxdelay=16", "--maxdelay 16", "--max=16"},
-       [](Settings& s) { s.maxdelay_auto = false; }},
-      {{"--maxdelay=2"}, [](Settings& s) { s.maxdelay_auto = false, s.maxdelay = 2; }},
-      {{"--maxdelay=255", "--maxdelay=999 --maxdelay=255"},
-       [](Settings& s) { s.maxdelay_auto = false, s.maxdelay = 255; }},
-      {{"--save-and-exit"}, [](Settings& s) { s.save_and_exit = 264; }},
-      {{"--save-and-exit --no-save-and-exit"}, nothing},
-      {{"--memory"}, [](Settings& s) { s.memory = true; }},
-      {{"--stdout"}, [](Settings& s) { s.to_stdout = true; }},
-      {{"--acr"}, [](Settings& s) { s.acr = s.write_az = true; }},
-      {{"--partial", "--angle=old --partial", "--partial --angle=old"},
-       [](Settings& s) { s.partial = true; }},
-      {{"--angle=old", "--angle=o", "--angle old"},
-       [](Settings& s) { s.primary_direction = Direction::old_method; }},
-      {{"--angle=weighted", "--angle=w"},
-       [](Settings& s) {
-         s.primary_direction = s.secondary_direction = Direction::weighted_method;
-       }},
-      {{"--angle=w --angle=old"},
-       [](Settings& s) {
-         s.primary_direction = Direction::old_method;
-         s.secondary_direction = Direction::weighted_method;
-       }},
-      {{"--angle=w --angle=old --angle=new"}, nothing},
-      {{"--lltmp"}, [](Settings& s) { s.lltmp = true; }},
-      {{"--crn"}, [](Settings& s) { s.crn = true; }},
-      {{"--lltmp --no-lltmp", "--crn --no-crn", "--negtime --postime"}, nothing},
-      {{"--strip-path"}, [](Settings& s) { s.strip_path = 268; }},
-      {{"--title=-c", "--title -c"}, [](Settings& s) { s.title = "-c"; }},
-      {{"--external=up", "--external up"}, [](Settings& s) { s.external = "up"; }},
-      {{"--dont-handle-nans"}, [](Settings& s) { s.nan_handler = tavrik::keep_nan; }},
-      {{"--negtime"}, [](Settings& s) { s.negtime = true; }},
-      {{"--logcaz"}, [](Settings& s) { s.logcaz = true; }},
-      {{"--plotcaz"}, [](Settings& s) { s.plotcaz = true; }},
-      {{"--kodebug"}, [](Settings& s) { s.kodebug = true; }},
-      {{"--compact=3", "--compact 3", "--compact=3x"}, [](Settings& s) { s.compact = 3; }},
-      {{"--compact=1"}, nothing},
-      {{"--no-normalize"}, [](Settings& s) { s.normalize = false; }},
+      {"|-b|-B|-o|-O|-w elsewhere|-Wher|-bBoO", nothing},
+      {"--no-lsq-plot|--no_lsq_plot|--postime|--no-lltmp|--no-crn|--compact=1", nothing},
+      {"--join|--no-save-and-exit|--print_ut|--angle=new|--angle=n", nothing},
+      {"-c|-C", set(&S::write_az, true)},
+      {"-g0|-G0|-g0x9|--memory -g0", set(&S::graphics_mode, 0)},
+      {"-g7|-g+7|-g7zoom", set(&S::graphics_mode, 7)},
+      {"-g|-G|-g4|-g2 -g|--memory -g|-g 2", nothing},
+      {"-g --memory|--memory", set(&S::memory, true)},
+      {"-h|-H|-h0|-h 0.5", set(&S::histogram, true)},
+      {"--lsq_len=9|--lsq-len 9|--lsq_l 9|--lsq-l=9|--lsq_len=9x", set(&S::lsq_len, 9)},
+      {"--lsq-len=2", set(&S::lsq_len, 2)},
+      {"--lsq-len=128", set(&S::lsq_len, 128)},
+      {"--hist-size=4|--hist_size 4|--hist 4", set(&S::hist_size, 4)},
+      {"--hist-size=360|--hist_size=360", set(&S::hist_size, 360)},
+      {"--lsq_plot|--lsq-plot|--lsq_p", set(&S::lsq_plot, true)},
+      {"--lsq-plot --no-lsq-plot|--lsq_plot --no_lsq_plot|--lsq-p --no-ls", nothing},
+      {"--center-time|--ce", set(&S::center_time, true)},
+      {"--no-join|--dont-concat|--no-j", set(&S::join, false)},
+      {"--no-join --join|--dont-concat --join|--save-and-exit --no-save-and-exit", nothing},
+      {"--vortex|--vortex 0.5", set(&S::vortex, true)},
+      {"--vortex=1", vortex(1)},
+      {"--vortex=25e1m", vortex(250)},
+      {"--maxdelay=16|--maxdelay 16|--max=16", lags(16)},
+      {"--maxdelay=2", lags(2)},
+      {"--maxdelay=255|--maxdelay=999 --maxdelay=255", lags(255)},
+      {"--save-and-exit", set(&S::save_and_exit, 264)},
+      {"--stdout", set(&S::to_stdout, true)},
+      {"--acr", [](S& s) { s.acr = s.write_az = true; }},
+      {"--partial|--angle=old --partial|--partial --angle=old", set(&S::partial, true)},
+      {"--angle=old|--angle=o|--angle old", set(&S::primary_direction, old)},
+      {"--angle=weighted|--angle=w", angles(weighted, weighted)},
+      {"--angle=w --angle=old", angles(old, weighted)},
+      {"--angle=w --angle=old --angle=new", nothing},
+      {"--lltmp", set(&S::lltmp, true)},
+      {"--crn", set(&S::crn, true)},
+      {"--lltmp --no-lltmp|--crn --no-crn|--negtime --postime", nothing},
+      {"--strip-path", set(&S::strip_path, 268)},
+      {"--title=-c|--title -c", set(&S::title, "-c")},
+      {"--external=up|--external up", set(&S::external, "up")},
+      {"--dont-handle-nans", set(&S::nan_handler, tavrik::keep_nan)},
+      {"--negtime", set(&S::negtime, true)},
+      {"--logcaz", set(&S::logcaz, true)},
+      {"--plotcaz", set(&S::plotcaz, true)},
+      {"--kodebug", set(&S::kodebug, true)},
+      {"--compact=3|--compact 3|--compact=3x", set(&S::compact, 3)},
+      {"--no-normalize", set(&S::normalize, false)},
   };
   expect_settings(table);
-}
-
-TEST_F(options, read_a_time_range) {
-  const auto range = [](double t0, double t1, bool forced = false) {
-    return [=](Settings& s) {
-      s.range_t0 = t0;
-      s.range_t1 = t1;
-      s.range_set = true;
-      s.range_forced = forced;
-    };
-  };
-
-  const Row table[] = {
-      {{"--range=100-200", "--range 100-200", "--range=100:200", "--range=1e2-2e2z"},
-       range(100, 200)},
-      {{"--range=-1.5--2.5"}, range(-1.5, -2.5)},
-      {{"--force=100-200", "--force 100,200", "--range=1-2 --force=100-200",
-        "--force=100-200 --force=3"},
-       range(100, 200, true)},
-      {{"--force=1-2 --range=3-4"}, range(3, 4, true)},
-      {{"--range=1-2 --range=3", "--range=1-2 --range=3-x", "--range=1-2 --force=x"}, range(1, 2)},
-      {{"--range=100", "--range=100-", "--range=a-b", "--range=", "--force=9", "--range=1e-5"},
-       nothing},
-      {{"--range=nan-5", "--range=5-nan", "--force=nan-nan"}, nothing},
-  };
-  expect_settings(table);
-}
-
-TEST_F(options, turn_clock_times_on) {
   for (const char* line : {"--print_ut", "--print-ut", "--ut", "--print", "--web", "--web-d"}) {
     SCOPED_TRACE(line);
     tavrik::settings.print_ut = false;
@@ -207,12 +210,30 @@ TEST_F(options, turn_clock_times_on) {
   }
 }
 
+TEST_F(options, read_a_time_range) {
+  const auto range = [](double t0, double t1, bool forced = false) {
+    return [=](Settings& s) {
+      s.range_t0 = t0, s.range_t1 = t1;
+      s.range_set = true, s.range_forced = forced;
+    };
+  };
+  const Row table[] = {
+      {"--range=100-200|--range 100-200|--range=100:200|--range=1e2-2e2z", range(100, 200)},
+      {"--range=-1.5--2.5", range(-1.5, -2.5)},
+      {"--force=1-2|--force 1,2|--range=3-4 --force=1-2|--force=1-2 --force=3", range(1, 2, true)},
+      {"--force=1-2 --range=3-4", range(3, 4, true)},
+      {"--range=1-2 --range=3|--range=1-2 --range=3-x|--range=1-2 --force=x", range(1, 2)},
+      {"--range=100|--range=100-|--range=a-b|--range=|--force=9|--range=1e-5", nothing},
+      {"--range=nan-5|--range=5-nan|--force=nan-nan", nothing},
+  };
+  expect_settings(table);
+}
+
 TEST_F(options, for_the_web_come_in_one_word) {
   const auto defaults = [](Settings& s) {
     s.cstep = 64;
-    s.center_time = true;
+    s.center_time = s.quiet = true;
     s.type = MarkerType::maxcrs;
-    s.quiet = true;
     s.strip_path = 1;
   };
   const auto all = [defaults](Settings& s) {
@@ -220,117 +241,81 @@ TEST_F(options, for_the_web_come_in_one_word) {
     s.memory = s.webb = s.to_stdout = true;
     s.save_and_exit = 264;
   };
-  const auto in_a_window = [all](Settings& s) {
-    all(s);
-    s.memory = false;
-    s.cstep = 32;
-  };
+  const auto in_a_window = [all](Settings& s) { all(s), s.memory = false, s.cstep = 32; };
   const Row table[] = {
-      {{"--webb-defaults", "--web-defaults", "--strip-path --webb-d"}, defaults},
-      {{"--webb", "--web", "--webb --no-save-and-exit"}, all},
-      {{"--webb -s32 -g"}, in_a_window},
-      {{"-t2 --web"}, all, "Type is 2 (maxamp)\n"},
-  };
-  expect_settings(table);
-}
-
-TEST_F(options, say_what_they_did) {
-  const auto length = [](std::uint64_t value) { return [=](Settings& s) { s.clength = value; }; };
-  const auto step = [](int value) { return [=](Settings& s) { s.cstep = value; }; };
-  const auto type = [](MarkerType value) { return [=](Settings& s) { s.type = value; }; };
-  const auto filter = [](double value) {
-    return [=](Settings& s) { s.histogram = true, s.crsfilter = value; };
-  };
-  const auto entropy = [](std::uint64_t value) {
-    return [=](Settings& s) { s.entropy = true, s.clength = value; };
-  };
-  const auto bad_length = [](const std::string& value) {
-    return "Warning: Length out of range: 8 <= " + value + " <= 512.\nUsing default length (128)\n";
-  };
-  const auto bad_step = [](const std::string& value) {
-    return "Warning: Stepsize out of range: 1 <= " + value +
-           " <= 512.\nUsing default stepsize (128)\n";
-  };
-  const auto bad_type = [](const std::string& value) {
-    return "Warning: Type out of range: 0 <= " + value + " < 3.\nUsing default type (0)\n";
-  };
-  const std::string bad_level = "Warning: filter level out of range 0-1: 0\n";
-  const Row table[] = {
-      {{"-l 8"}, length(8), "Length is 8\n"},
-      {{"-L512"}, length(512), "Length is 512\n"},
-      {{"-l 64x"}, length(64), "Length is 64\n"},
-      {{"-l 7"}, nothing, bad_length("7")},
-      {{"-l 64 -l 513"}, nothing, "Length is 64\n" + bad_length("513")},
-      {{"-l -1"}, nothing, bad_length("18446744073709551615")},
-      {{"-s 1"}, step(1), "Stepsize is 1\n"},
-      {{"-S512"}, step(512), "Stepsize is 512\n"},
-      {{"-s 0"}, nothing, bad_step("0")},
-      {{"-s 64 -s 513"}, nothing, "Stepsize is 64\n" + bad_step("513")},
-      {{"-s -3"}, nothing, bad_step("-3")},
-      {{"-t 0"}, nothing, "Type is 0 (normal)\n"},
-      {{"-t 12"}, type(MarkerType::maxcrs), "Type is 1 (maxcrs)\n"},
-      {{"-T2"}, type(MarkerType::maxamp), "Type is 2 (maxamp)\n"},
-      {{"-t2 -t normal"}, nothing, "Type is 2 (maxamp)\nType is 0 (normal)\n"},
-      {{"-t maxcrs"}, type(MarkerType::maxcrs), "Type is 1 (maxcrs)\n"},
-      {{"-t maxamp"}, type(MarkerType::maxamp), "Type is 2 (maxamp)\n"},
-      {{"-t 2 -t 3"}, nothing, "Type is 2 (maxamp)\n" + bad_type("3")},
-      {{"-t 79"}, nothing, bad_type("7")},
-      {{"-t foo"}, type(MarkerType::maxcrs), "Warning: Illegal type: foo\n"},
-      {{"-t -1"}, type(MarkerType::maxcrs), "Warning: Illegal type: -1\n"},
-      {{"-t ''"}, type(MarkerType::maxcrs), "Warning: Illegal type: \n"},
-      {{"-t Normal"}, type(MarkerType::maxcrs), "Warning: Illegal type: Normal\n"},
-      {{"-g2 -g9"}, nothing, "Error: Unknown graphics mode \"9\"\\n"},
-      {{"--memory -g-1"}, nothing, "Error: Unknown graphics mode \"-1\"\\n"},
-      {{"-G08x"}, nothing, "Error: Unknown graphics mode \"08x\"\\n"},
-      {{"-h0.25"}, filter(0.25), "", "0.25"},
-      {{"-h.5 -H"}, filter(0.5), "", "0.5"},
-      {{"-H1"}, filter(1), "", "1"},
-      {{"-h0.5 -h2", "-h1.0001", "-h-0.1", "-hnan", "-h0.5 -hinf"}, filter(0), bad_level},
-      {{"--entropy"}, entropy(512), "Warning: --entropy needs -l512\n"},
-      {{"-l 512 --entropy"}, entropy(512), "Length is 512\n"},
-      {{"-l 256 --entropy"}, entropy(512), "Length is 256\nWarning: --entropy needs -l512\n"},
-      {{"--entropy -l 256"}, entropy(256), "Warning: --entropy needs -l512\nLength is 256\n"},
-      {{"--fcmax 3", "--fcmax -c", "--fcmax=c"},
-       nothing,
-       "?? getopt returned character code 400 ??\n"},
-      {{"--fcmin 3", "--fcmin -c"}, nothing, "?? getopt returned character code 401 ??\n"},
-      {{"--where"}, nothing, "?? getopt returned character code 405 ??\n"},
+      {"--webb-defaults|--web-defaults|--strip-path --webb-d", defaults},
+      {"--webb|--web|--webb --no-save-and-exit", all},
+      {"--webb -s32 -g", in_a_window},
+      {"-t2 --web", all, "Type is 2 (maxamp)\n"},
   };
   expect_settings(table);
 }
 
 // Quiet is looked at where an option is read.
-TEST_F(options, are_quiet_from_quiet_on) {
+TEST_F(options, say_what_they_did) {
+  using S = Settings;
+  const auto filter = [](double level) {
+    return [=](S& s) { s.histogram = true, s.crsfilter = level; };
+  };
+  const auto entropy = [](int n) { return [=](S& s) { s.entropy = true, s.clength = n; }; };
+  const Change maxcrs = set(&S::type, MarkerType::maxcrs);
+  const Change maxamp = set(&S::type, MarkerType::maxamp);
+  const std::string no_level = "Warning: filter level out of range 0-1: 0\n";
+  const std::string too_short = "Warning: --entropy needs -l512\n";
   const Row table[] = {
-      {{"--quiet", "--quiet -l 128 -s 128 -t0"}, only_quiet},
-      {{"-l 128 --quiet -s 128"}, only_quiet, "Length is 128\n"},
-      {{"--quiet -l 600"},
-       only_quiet,
-       "Warning: Length out of range: 8 <= 600 <= 512.\nUsing default length (128)\n"},
-      {{"--quiet -s 600"},
-       only_quiet,
-       "Warning: Stepsize out of range: 1 <= 600 <= 512.\nUsing default stepsize (128)\n"},
-      {{"--quiet -t 7"},
-       only_quiet,
-       "Warning: Type out of range: 0 <= 7 < 3.\nUsing default type (0)\n"},
-      {{"--quiet -g9"}, only_quiet, "Error: Unknown graphics mode \"9\"\\n"},
-      {{"--quiet --where"}, only_quiet, "?? getopt returned character code 405 ??\n"},
+      {"-l 8", set(&S::clength, 8), "Length is 8\n"},
+      {"-L512", set(&S::clength, 512), "Length is 512\n"},
+      {"-l 64x", set(&S::clength, 64), "Length is 64\n"},
+      {"-l 7", nothing, no_length("7")},
+      {"-l 64 -l 513", nothing, "Length is 64\n" + no_length("513")},
+      {"-l -1", nothing, no_length("18446744073709551615")},
+      {"-s 1", set(&S::cstep, 1), "Stepsize is 1\n"},
+      {"-S512", set(&S::cstep, 512), "Stepsize is 512\n"},
+      {"-s 0", nothing, no_step("0")},
+      {"-s 64 -s 513", nothing, "Stepsize is 64\n" + no_step("513")},
+      {"-s -3", nothing, no_step("-3")},
+      {"-t 0", nothing, "Type is 0 (normal)\n"},
+      {"-t 12|-t maxcrs", maxcrs, "Type is 1 (maxcrs)\n"},
+      {"-T2|-t maxamp", maxamp, "Type is 2 (maxamp)\n"},
+      {"-t2 -t normal", nothing, "Type is 2 (maxamp)\nType is 0 (normal)\n"},
+      {"-t 2 -t 3", nothing, "Type is 2 (maxamp)\n" + no_type("3")},
+      {"-t 79", nothing, no_type("7")},
+      {"-t foo", maxcrs, "Warning: Illegal type: foo\n"},
+      {"-t -1", maxcrs, "Warning: Illegal type: -1\n"},
+      {"-t ''", maxcrs, "Warning: Illegal type: \n"},
+      {"-t Normal", maxcrs, "Warning: Illegal type: Normal\n"},
+      {"-g2 -g9", nothing, no_mode("9")},
+      {"--memory -g-1", nothing, no_mode("-1")},
+      {"-G08x", nothing, no_mode("08x")},
+      {"-h0.25", filter(0.25), "", "0.25"},
+      {"-h.5 -H", filter(0.5), "", "0.5"},
+      {"-H1", filter(1), "", "1"},
+      {"-h0.5 -h2|-h1.0001|-h-0.1|-hnan|-h0.5 -hinf", filter(0), no_level},
+      {"--entropy", entropy(512), too_short},
+      {"-l 512 --entropy", entropy(512), "Length is 512\n"},
+      {"-l 256 --entropy", entropy(512), "Length is 256\n" + too_short},
+      {"--entropy -l 256", entropy(256), too_short + "Length is 256\n"},
+      {"--fcmax 3|--fcmax -c|--fcmax=c", nothing, unhandled(400)},
+      {"--fcmin 3|--fcmin -c", nothing, unhandled(401)},
+      {"--where", nothing, unhandled(405)},
+      {"--quiet|--quiet -l 128 -s 128 -t0", only_quiet},
+      {"-l 128 --quiet -s 128", only_quiet, "Length is 128\n"},
+      {"--quiet -l 600", only_quiet, no_length("600")},
+      {"--quiet -s 600", only_quiet, no_step("600")},
+      {"--quiet -t 7", only_quiet, no_type("7")},
+      {"--quiet -g9", only_quiet, no_mode("9")},
+      {"--quiet --where", only_quiet, unhandled(405)},
   };
   expect_settings(table);
 }
 
 TEST_F(options, end_the_program_on_a_bad_value) {
-  struct Case {
-    std::vector<std::string> lines;
-    std::string messages;
-  };
-
   const std::string version = tavrik::version_line() + "\n";
   const auto bins = [&](const std::string& value) {
     return version + "--hist-size=" + value + " out of range 4 <= " + value + " <= 360\n";
   };
-  const auto lags = [&](const std::string& value) {
-    return version + "Error: maxdelay out of range 2 < " + value + " < 255\n";
+  const auto lags = [](const std::string& value) {
+    return "Error: maxdelay out of range 2 < " + value + " < 255\n";
   };
   const auto points = [](const std::string& value, const std::string& window) {
     return usual_end() + "lsq_len out of range (2 <= " + value + " <= " + window + "(clength))\n";
@@ -338,42 +323,37 @@ TEST_F(options, end_the_program_on_a_bad_value) {
   const auto no_number = [](const std::string& value) {
     return "Unable to convert \"" + value + "\" to a number\\n";
   };
-  const std::string too_large = "get_long: Numerical result out of range\n";
   const std::string vortex = "Vortex level can't be zero or negative\n";
-  const std::string compact = "Compact value can't be zero or negative\n";
   const Case table[] = {
-      {{"--hist-size=3", "--hist_size=3 --maxdelay=1", "--lsq_len=1 --hist-size=3"}, bins("3")},
-      {{"--hist-size=361"}, bins("361")},
-      {{"--hist-size=-4"}, bins("-4")},
-      {{"--maxdelay=1", "--lsq_len=1 --maxdelay=1"}, lags("1")},
-      {{"--maxdelay=256"}, lags("256")},
-      {{"--maxdelay=-5"}, lags("-5")},
-      {{"--maxdelay=2147483647"}, lags("2147483647")},
-      {{"--maxdelay=-2147483648"}, lags("-2147483648")},
-      {{"--quiet --maxdelay=0"}, "Error: maxdelay out of range 2 < 0 < 255\n"},
-      {{"--lsq_len=1"}, points("1", "128")},
-      {{"--lsq-len=129"}, points("129", "128")},
-      {{"--lsq-len=9 -l 8"}, "Length is 8\n" + points("9", "8")},
-      {{"--vortex=0.5", "--vortex=0", "--vortex=-1", "--vortex=nan", "--vortex=.999 -q"}, vortex},
-      {{"--compact=0", "--compact=-2147483648"}, compact},
-      {{"--angle=olde"}, "Unknown calctype olde\nExiting\n"},
-      {{"--angle="}, "Unknown calctype \nExiting\n"},
-      {{"--quiet --angle=N"}, "Unknown calctype N\nExiting\n"},
-      {{"--lsq_len=abc", "--hist-size=abc", "--maxdelay=abc", "-gabc", "-habc"}, no_number("abc")},
-      {{"--lsq_len=", "--maxdelay ''", "--hist_size="}, no_number("")},
-      {{"--hist-size=-x1"}, no_number("-x1")},
-      {{"--lsq_len=2147483648", "--maxdelay=4294967295", "--hist-size=-2147483649", "-g4294967296",
-        "--maxdelay=99999999999999999999"},
-       too_large},
-      {{"-h1e999"}, "get_double: Numerical result out of range\n"},
+      {"--hist-size=3|--hist_size=3 --maxdelay=1|--lsq_len=1 --hist-size=3", bins("3")},
+      {"--hist-size=361", bins("361")},
+      {"--hist-size=-4", bins("-4")},
+      {"--maxdelay=1|--lsq_len=1 --maxdelay=1", version + lags("1")},
+      {"--maxdelay=256", version + lags("256")},
+      {"--maxdelay=-2147483648", version + lags("-2147483648")},
+      {"--quiet --maxdelay=0", lags("0")},
+      {"--lsq_len=1", points("1", "128")},
+      {"--lsq-len=129", points("129", "128")},
+      {"--lsq-len=9 -l 8", "Length is 8\n" + points("9", "8")},
+      {"--vortex=0.5|--vortex=0|--vortex=-1|--vortex=nan|--vortex=.999 -q", vortex},
+      {"--compact=0|--compact=-2147483648", "Compact value can't be zero or negative\n"},
+      {"--angle=olde", "Unknown calctype olde\nExiting\n"},
+      {"--angle=", "Unknown calctype \nExiting\n"},
+      {"--quiet --angle=N", "Unknown calctype N\nExiting\n"},
+      {"--lsq_len=abc|--hist-size=abc|--maxdelay=abc|-gabc|-habc", no_number("abc")},
+      {"--lsq_len=|--maxdelay ''|--hist_size=", no_number("")},
+      {"--hist-size=-x1", no_number("-x1")},
+      {"--lsq_len=2147483648|--hist-size=-2147483649|-g4294967296|--maxdelay=99999999999999999999",
+       "get_long: Numerical result out of range\n"},
+      {"-h1e999", "get_double: Numerical result out of range\n"},
   };
   for (const Case& row : table) {
-    for (const std::string& line : row.lines) {
+    for (const std::string& line : split(row.lines, '|')) {
       SCOPED_TRACE(line);
       tavrik::settings = {};
       const Outcome outcome = parse(line);
       EXPECT_EQ(outcome.status, 1);
-      EXPECT_EQ(outcome.messages, row.messages);
+      EXPECT_EQ(outcome.messages, row.expected);
     }
   }
 }
@@ -388,57 +368,45 @@ TEST_F(options, take_numbers_whatever_failed_before) {
 }
 
 TEST_F(options, let_conversion_errors_escape) {
-  struct Case {
-    std::string line;
-    std::string expected;
-  };
-
   const Case table[] = {
-      {"-l abc", "invalid: stoul"},
-      {"-l ''", "invalid: stoul"},
+      {"-l abc|-l ''", "invalid: stoul"},
       {"-l 18446744073709551616", "range: stoul"},
-      {"-s x", "invalid: stoi"},
-      {"-s 2147483648", "range: stoi"},
-      {"--compact=x", "invalid: stoi"},
-      {"--compact=2147483648", "range: stoi"},
-      {"--vortex=x", "invalid: stod"},
-      {"--vortex=", "invalid: stod"},
+      {"-s x|--compact=x", "invalid: stoi"},
+      {"-s 2147483648|--compact=2147483648", "range: stoi"},
+      {"--vortex=x|--vortex=", "invalid: stod"},
       {"--vortex=1e999", "range: stod"},
       {"--lsq-len=-1", "narrowing"},
   };
   for (const Case& row : table) {
-    SCOPED_TRACE(row.line);
-    std::string caught = "none";
-    try {
-      parse(row.line);
-    } catch (const std::invalid_argument& error) {
-      caught = std::string("invalid: ") + error.what();
-    } catch (const std::out_of_range& error) {
-      caught = std::string("range: ") + error.what();
-    } catch (const gsl::narrowing_error&) {
-      caught = "narrowing";
+    for (const std::string& line : split(row.lines, '|')) {
+      SCOPED_TRACE(line);
+      std::string caught = "none";
+      try {
+        parse(line);
+      } catch (const std::invalid_argument& error) {
+        caught = std::string("invalid: ") + error.what();
+      } catch (const std::out_of_range& error) {
+        caught = std::string("range: ") + error.what();
+      } catch (const gsl::narrowing_error&) {
+        caught = "narrowing";
+      }
+      EXPECT_EQ(caught, row.expected);
     }
-    EXPECT_EQ(caught, row.expected);
   }
 }
 
 TEST_F(options, show_the_usage_when_they_are_not_known) {
-  struct Case {
-    std::vector<std::string> lines;
-    std::string start;
-  };
-
   const Case table[] = {
-      {{"-?", "--help", "--he", "-l 8 -?"}, ""},
-      {{"-q", "-1", "--nonsense", "--lsq", "--debu", "--no-l", "--webb-def=1"}, "tavrik: "},
-      {{"-l", "-x", "--title", "--angle", "--quiet=1", "--compact", "--fcmin"}, "tavrik: "},
+      {"-?|--help|--he|-l 8 -?", ""},
+      {"-q|-1|--nonsense|--lsq|--debu|--no-l|--webb-def=1", "tavrik: "},
+      {"-l|-x|--title|--angle|--quiet=1|--compact|--fcmin", "tavrik: "},
   };
   for (const Case& row : table) {
-    for (const std::string& line : row.lines) {
+    for (const std::string& line : split(row.lines, '|')) {
       SCOPED_TRACE(line);
       const Outcome outcome = parse(line);
       EXPECT_EQ(outcome.status, 0);
-      EXPECT_THAT(outcome.messages, StartsWith(row.start));
+      EXPECT_THAT(outcome.messages, StartsWith(row.expected));
       EXPECT_THAT(outcome.messages, HasSubstr("Usage: tavrik file.ext [-options]"));
       EXPECT_THAT(outcome.messages, testing::Not(HasSubstr("Crsfilter")));
     }
@@ -446,22 +414,12 @@ TEST_F(options, show_the_usage_when_they_are_not_known) {
 }
 
 TEST_F(options, leave_file_names_in_order) {
-  struct Case {
-    std::string line;
-    std::vector<std::string> files;
-  };
-
-  const Case table[] = {
-      {"", {}},
-      {"a -c b -s 64 c", {"a", "b", "c"}},
-      {"-h 0.5 -g 2 --vortex 3", {"0.5", "2", "3"}},
-      {"a -- -c b", {"a", "-c", "b"}},
-      {"'' -", {"", "-"}},
-  };
-  for (const Case& row : table) {
-    SCOPED_TRACE(row.line);
-    EXPECT_EQ(parse(row.line).files, row.files);
-  }
+  using Files = std::vector<std::string>;
+  EXPECT_EQ(parse("").files, Files());
+  EXPECT_EQ(parse("a -c b -s 64 c").files, (Files{"a", "b", "c"}));
+  EXPECT_EQ(parse("-h 0.5 -g 2 --vortex 3").files, (Files{"0.5", "2", "3"}));
+  EXPECT_EQ(parse("a -- -c b").files, (Files{"a", "-c", "b"}));
+  EXPECT_EQ(parse("'' -").files, (Files{"", "-"}));
 }
 
 class coordinate_option : public options {
@@ -476,39 +434,34 @@ class coordinate_option : public options {
 };
 
 TEST_F(coordinate_option, reads_its_file_at_once_and_at_the_end) {
-  const auto with = [](const std::string& path, Direction primary = Direction::new_method,
+  constexpr Direction old = Direction::old_method;
+  constexpr Direction weighted = Direction::weighted_method;
+  const auto with = [](const std::string& path, bool quiet,
+                       Direction primary = Direction::new_method,
                        Direction secondary = Direction::new_method) {
     return [=](Settings& s) {
       s.coord_file = path;
       s.coord_loaded = true;
+      s.quiet = quiet;
       s.primary_direction = primary;
       s.secondary_direction = secondary;
     };
   };
-  const auto quiet = [](const Change& change) {
-    return [=](Settings& s) {
-      change(s);
-      s.quiet = true;
-    };
-  };
-
-  constexpr Direction old = Direction::old_method;
-  constexpr Direction weighted = Direction::weighted_method;
-  const std::string read_twice = found + echo + found + echo;
-  const std::string missed_twice = defaults + defaults;
+  const std::string at = "-x " + good;
+  const std::string off = "-x " + missing;
+  const std::string twice = found + echo + found + echo;
+  const std::string missed = defaults + defaults;
   const Row table[] = {
-      {{"-x " + good, "-X" + good, "--angle=old -x " + good, "-x " + good + " --angle=old"},
-       with(good),
-       read_twice},
-      {{"-x " + missing}, with(missing), missed_twice},
-      {{"-x " + missing + " -x " + good}, with(good), defaults + read_twice},
-      {{"--quiet -x " + good}, quiet(with(good)), found + found},
-      {{"--quiet -x " + missing}, quiet(with(missing)), ""},
-      {{"-x " + good + " --quiet"}, quiet(with(good)), found + echo + found},
-      {{"-x " + missing + " --quiet"}, quiet(with(missing)), defaults},
-      {{"-x " + good + " --angle=w --angle=old"}, with(good, weighted, weighted), read_twice},
-      {{"--angle=old -x " + missing}, with(missing, old), missed_twice},
-      {{"-x " + missing + " --angle=w --angle=o"}, with(missing, old, weighted), missed_twice},
+      {at + "|-X" + good + "|--angle=old " + at + "|" + at + " --angle=old", with(good, false),
+       twice},
+      {off, with(missing, false), missed},
+      {off + " " + at, with(good, false), defaults + twice},
+      {"--quiet " + at, with(good, true), found + found},
+      {"--quiet " + off, with(missing, true), ""},
+      {at + " --quiet", with(good, true), found + echo + found},
+      {at + " --angle=w --angle=old", with(good, false, weighted, weighted), twice},
+      {"--angle=old " + off, with(missing, false, old), missed},
+      {off + " --angle=w --angle=o", with(missing, false, old, weighted), missed},
   };
   expect_settings(table);
 }
@@ -520,22 +473,14 @@ TEST_F(coordinate_option, ends_the_program_on_bad_channels) {
   EXPECT_EQ(outcome.messages, "Coord-file: " + path + "\nch1=1 and ch2=1 must be different\n");
 }
 
-TEST_F(options, say_all_that_is_wrong_with_the_channels) {
-  tavrik::settings.ch1 = 3;
-  tavrik::settings.ch2 = 3;
+TEST_F(options, check_the_channels) {
+  tavrik::settings.ch1 = tavrik::settings.ch2 = 3;
   tavrik::settings.ch3 = -1;
-  Outcome outcome = parse("--comment --lsq_len=1");
+  const Outcome outcome = parse("--comment --lsq_len=1");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.messages, usual_end() +
                                   "ch1=4 out of range (1-3)\nch2=4 out of range (1-3)\n"
                                   "ch3=0 out of range (1-3)\nch1=4 and ch2=4 must be different\n");
-
-  tavrik::settings.ch1 = tavrik::settings.ch2 = tavrik::settings.ch3 = 1;
-  outcome = parse("--quiet");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.messages,
-            "ch1=2 and ch2=2 must be different\nch1=2 and ch3=2 must be different\n"
-            "ch2=2 and ch3=2 must be different\n");
 }
 
 TEST_F(coordinate_option, stands_in_the_comment_line) {
@@ -547,17 +492,13 @@ TEST_F(coordinate_option, stands_in_the_comment_line) {
 }
 
 TEST_F(options, trace_the_checks_in_order) {
-  struct Case {
-    std::string line;
-    int level;
-  };
-
-  const Case table[] = {{"--debug", 1}, {"--debug2", 2}, {"--debug3", 3}, {"-d", 1}, {"-D", 1}};
-  for (const Case& row : table) {
-    SCOPED_TRACE(row.line);
+  const std::pair<std::string, int> table[] = {
+      {"--debug", 1}, {"--debug2", 2}, {"--debug3", 3}, {"-d", 1}, {"-D", 1}};
+  for (const auto& [line, level] : table) {
+    SCOPED_TRACE(line);
     tavrik::settings = {};
-    const Outcome outcome = parse(row.line + " --comment --lsq_len=0");
-    EXPECT_EQ(tavrik::settings.debug, row.level);
+    const Outcome outcome = parse(line + " --comment --lsq_len=0");
+    EXPECT_EQ(tavrik::settings.debug, level);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(
         outcome.messages,

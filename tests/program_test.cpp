@@ -96,47 +96,33 @@ TEST_F(program, shows_its_usage) {
   EXPECT_THAT(run({"@empty"}).error, StartsWith(locale_lines + "Usage: tavrik file.ext"));
 }
 
-TEST_F(program, tells_where_it_is_and_goes_on) {
+TEST_F(program, tells_where_it_is_and_when_there_are_no_files) {
   const Ended end = run({"--quiet", "-where"});
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.output, "tavrik is located in " +
                             std::filesystem::path(TAVRIK_PROGRAM).parent_path().string() + "\n");
   EXPECT_EQ(end.error, locale_lines + "No files\n");
-}
 
-TEST_F(program, says_when_there_are_no_files) {
   write_event("rec.ko24");
   for (const Arguments& arguments : {Arguments{"--quiet"},
                                      {"--quiet", "-c", "*.dat", "rec.ko24"},
                                      {"-c", "rec?.ko24", "rec.ko24", "--quiet"}}) {
     SCOPED_TRACE(testing::PrintToString(arguments));
-    const Ended end = run(arguments);
-    EXPECT_EQ(end.status, 0);
-    EXPECT_EQ(end.error, locale_lines + "No files\n");
+    EXPECT_EQ(run(arguments).error, locale_lines + "No files\n");
     EXPECT_FALSE(exists("rec.az"));
   }
 }
 
 TEST_F(program, announces_a_time_range_without_its_times) {
-  struct Row {
-    Arguments arguments;
-    std::string expected;
-    int signal;
+  const auto end_of = [this](const std::string& range, int signal) {
+    const Ended end = run({range});
+    EXPECT_EQ(end.signal, signal) << range;
+    return end.error;
   };
-
-  const Row table[] = {
-      {{"--range=0-86400"}, "\nCrsfilter:0\nlimiting to  - \nNo files\n", 0},
-      {{"--force=-5-1e9"}, "\nCrsfilter:0\nlimiting to  - \nNo files\n", 0},
-      {{"--quiet", "--range=0-1e300"}, locale_lines + "No files\n", 0},
-      {{"--range=0-1e300"}, "time_t value out of range\n", SIGABRT},
-      {{"--range=-inf-5"}, "time_t value out of range\n", SIGABRT},
-  };
-  for (const Row& row : table) {
-    SCOPED_TRACE(testing::PrintToString(row.arguments));
-    const Ended end = run(row.arguments);
-    EXPECT_EQ(end.signal, row.signal);
-    EXPECT_THAT(end.error, EndsWith(row.expected));
-  }
+  EXPECT_THAT(end_of("--force=-5-1e9", 0), EndsWith("\nCrsfilter:0\nlimiting to  - \nNo files\n"));
+  EXPECT_THAT(end_of("--range=0-1e300", SIGABRT), EndsWith("time_t value out of range\n"));
+  EXPECT_THAT(end_of("--range=-inf-5", SIGABRT), EndsWith("time_t value out of range\n"));
+  EXPECT_EQ(run({"--quiet", "--range=0-1e300"}).error, locale_lines + "No files\n");
 }
 
 // The level of an option that the user typed counts from the start, that of a response file only
@@ -299,24 +285,17 @@ TEST_F(program, keeps_its_results_whatever_streams_it_has) {
   EXPECT_EQ(count(expected[0], "\n"), 36);
   EXPECT_EQ(count(expected[3], "\n"), 3);
 
-  struct Row {
-    std::string name;
-    Streams streams;
-  };
-
-  const Row table[] = {
-      {"no input", {.input = Stream::closed}},
-      {"no output", {.output = Stream::closed}},
-      {"no error stream", {.error = Stream::closed}},
-      {"none at all", {Stream::closed, Stream::closed, Stream::closed}},
-      {"nobody listens", {Stream::kept, Stream::broken, Stream::broken}},
-  };
-  for (const Row& row : table) {
-    SCOPED_TRACE(row.name);
+  constexpr Stream closed = Stream::closed;
+  constexpr Stream broken = Stream::broken;
+  for (const Streams& streams : {Streams{.input = closed},
+                                 {.output = closed},
+                                 {.error = closed},
+                                 {closed, closed, closed},
+                                 {Stream::kept, broken, broken}}) {
     for (const char* name : {"rec.az", "rec.caz", "silent.az", "silent.caz"}) {
       std::filesystem::remove(folder / name);
     }
-    const Ended end = run(arguments, row.streams);
+    const Ended end = run(arguments, streams);
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.signal, 0);
     EXPECT_EQ(results(), expected);
@@ -349,33 +328,21 @@ TEST_F(program, never_writes_over_an_input) {
     std::string name;
     std::function<void()> set_up;
     Arguments arguments;
-    std::string input;
-    std::string refused;
+    std::string input, refused;
   };
 
   const auto link = [this](const char* from, const char* to) {
     std::filesystem::create_hard_link(folder / from, folder / to);
   };
-  const std::string positions = "VQS-FILE\n1 2 3\n0 0\n-75 0\n0 -75\n";
+  const auto symbolic = [this] { std::filesystem::create_symlink("rec.az", folder / "x.az"); };
+  const auto coordinates = [this] { folder.write("k.az", "VQS-FILE\n1 2 3\n0 0\n-75 0\n0 -75\n"); };
   const Row table[] = {
       {"the data file", [] {}, {"rec.az"}, "rec.az", "rec.az"},
       {"by a hard link", [&] { link("rec.az", "x.caz"); }, {"x.ko24"}, "rec.az", "x.caz"},
-      {"by a symbolic link",
-       [this] { std::filesystem::create_symlink("rec.az", folder / "x.az"); },
-       {"x.ko24"},
-       "rec.az",
-       "x.az"},
+      {"by a symbolic link", symbolic, {"x.ko24"}, "rec.az", "x.az"},
       {"of a later file", [] {}, {"rec.ko24", "rec.az"}, "rec.az", "rec.az"},
-      {"of a later file, one by one",
-       [] {},
-       {"--no-join", "rec.ko24", "rec.az"},
-       "rec.az",
-       "rec.az"},
-      {"the coordinate file",
-       [&] { folder.write("k.az", positions); },
-       {"-x", "k.az", "k.ko24"},
-       "k.az",
-       "k.az"},
+      {"one by one", [] {}, {"--no-join", "rec.ko24", "rec.az"}, "rec.az", "rec.az"},
+      {"coordinates", coordinates, {"-x", "k.az", "k.ko24"}, "k.az", "k.az"},
   };
   for (const Row& row : table) {
     SCOPED_TRACE(row.name);
@@ -402,30 +369,17 @@ TEST_F(program, never_writes_over_an_input) {
 
 // A result file that is a pipe, and that nobody reads for a while, makes the run a long one.
 TEST_F(program, shows_its_progress_on_a_terminal_alone) {
-  struct Row {
-    std::string name;
-    Stream error;
-    bool quiet;
-    bool shown;
-  };
-
-  const Row table[] = {
-      {"terminal", Stream::terminal, false, true},
-      {"quiet", Stream::terminal, true, false},
-      {"redirected", Stream::kept, false, false},
-  };
-  for (const Row& row : table) {
-    SCOPED_TRACE(row.name);
+  for (const int round : {0, 1, 2}) {  // shown, quiet, redirected
+    SCOPED_TRACE(round);
     write_event("rec.ko24");
     std::filesystem::remove(folder / "rec.az");
     ASSERT_EQ(mkfifo((folder / "rec.az").c_str(), 0600), 0);
-    Arguments arguments = {"-g0", "-c", "-s1", "rec.ko24"};
-    if (row.quiet) {
-      arguments.insert(arguments.begin(), "--quiet");
-    }
+    const Arguments arguments = {round == 1 ? "--quiet" : "--comment", "-g0", "-c", "-s1",
+                                 "rec.ko24"};
     const int reader = open((folder / "rec.az").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     ASSERT_GE(reader, 0);
-    support::ProgramRun running(folder.path().string(), arguments, {.error = row.error});
+    support::ProgramRun running(folder.path().string(), arguments,
+                                {.error = round == 2 ? Stream::kept : Stream::terminal});
     pollfd first_lines = {reader, POLLIN, 0};
     EXPECT_EQ(poll(&first_lines, 1, 30000), 1);
     std::this_thread::sleep_for(std::chrono::milliseconds(1300));
@@ -436,8 +390,8 @@ TEST_F(program, shows_its_progress_on_a_terminal_alone) {
     close(reader);
     const Ended end = running.wait();
     EXPECT_EQ(end.status, 0);
-    EXPECT_EQ(count(end.error, " s left") > 0, row.shown) << end.error;
-    EXPECT_EQ(count(end.error, "\033") > 0, row.shown) << end.error;
+    EXPECT_EQ(count(end.error, " s left") > 0, round == 0) << end.error;
+    EXPECT_EQ(count(end.error, "\033") > 0, round == 0) << end.error;
   }
 }
 

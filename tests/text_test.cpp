@@ -184,11 +184,9 @@ TEST_F(text, only_the_visible_part_of_a_text_is_drawn) {
     const Bitmap whole = drawn(2, 3, "Az");
     EXPECT_EQ(drawn(-2, -4, "Az")[0].substr(0, 8), whole[7].substr(4, 8));
   }
-}
-
-TEST_F(text, text_keeps_its_size_where_the_window_scales) {
+  option_.direction = Direction::right;
   const Bitmap plain = drawn(60, 20, "Az");
-  gr::set_user_window(0, 0, 238, 218);
+  gr::set_user_window(0, 0, 238, 218);  // which scales places but no text
   EXPECT_EQ(drawn(120, 40, "Az"), plain);
 }
 
@@ -223,9 +221,9 @@ TEST_F(text, what_is_no_font_is_not_loaded) {
   for (std::size_t size = 0; size + 200 < small_font.size(); size += 7) {
     EXPECT_EQ(gr::load_font(folder.write("cut.bdf", small_font.substr(0, size)), 16), nullptr);
   }
-  EXPECT_EQ(gr::load_font(folder / "missing", 16), nullptr);
-  EXPECT_EQ(gr::load_font(folder / "", 16), nullptr);
-  EXPECT_EQ(gr::load_font("", 16), nullptr);
+  for (const std::string& path : {folder / "missing", folder / "", std::string()}) {
+    EXPECT_EQ(gr::load_font(path, 16), nullptr) << path;
+  }
   EXPECT_EQ(gr::load_font(folder.write("small.bdf", small_font), 0), nullptr);
   EXPECT_EQ(gr::load_font("pc8x14", 99)->height, 14);
 }

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <string>
+#include <utility>
 
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
@@ -24,30 +25,18 @@ class usage_text : public FreshState {
 };
 
 TEST_F(usage_text, starts_with_the_file_name_of_the_program) {
-  struct Row {
-    const char* program;
-    std::string shown;
-  };
-
-  const Row table[] = {
-      {"tavrik", "tavrik"},
-      {"./tavrik", "tavrik"},
-      {"/usr/bin/tavrik", "tavrik"},
-      {"C:\\bin\\tavrik", "tavrik"},
-      {"a\\b/c", "b/c"},
-      {"a/b\\c", "c"},
-      {"a/", ""},
-      {"{}", "{}"},
-  };
-  for (const Row& row : table) {
-    SCOPED_TRACE(row.program);
-    EXPECT_THAT(show(row.program), StartsWith("Usage: " + row.shown +
-                                              " file.ext [-options] [--long-options]\n\n"
-                                              "  -g#             # = [0   no gfx] [1  640x200]"));
+  const std::pair<const char*, std::string> table[] = {
+      {"tavrik", "tavrik"}, {"./tavrik", "tavrik"}, {"C:\\bin\\tavrik", "tavrik"},
+      {"a\\b/c", "b/c"},    {"a/b\\c", "c"},        {"a/", ""},
+      {"{}", "{}"}};
+  for (const auto& [program, shown] : table) {
+    EXPECT_THAT(show(program), StartsWith("Usage: " + shown +
+                                          " file.ext [-options] [--long-options]\n\n"
+                                          "  -g#             # = [0   no gfx] [1  640x200]"));
   }
 }
 
-TEST_F(usage_text, shows_defaults_whatever_was_given) {
+TEST_F(usage_text, shows_defaults_whatever_was_given_but_the_joining_in_force) {
   tavrik::settings.cstep = 64;
   tavrik::settings.clength = 256;
   tavrik::settings.type = tavrik::MarkerType::maxamp;
@@ -61,10 +50,7 @@ TEST_F(usage_text, shows_defaults_whatever_was_given) {
        }) {
     EXPECT_THAT(text, HasSubstr(line));
   }
-}
-
-TEST_F(usage_text, shows_the_joining_in_force) {
-  EXPECT_THAT(show("tavrik"), HasSubstr(" --[no-]join      Join several files (default: join)\n"));
+  EXPECT_THAT(text, HasSubstr(" --[no-]join      Join several files (default: join)\n"));
   tavrik::settings.join = false;
   EXPECT_THAT(show("tavrik"), HasSubstr("Join several files (default: no-join)\n"));
 }

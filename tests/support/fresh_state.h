@@ -5,13 +5,17 @@
 #include <getopt.h>
 #include <gtest/gtest.h>
 
+#include "graphics/mode.h"
 #include "korla/korla16.h"
 #include "korla/trace.h"
 
 #include "src/console.h"
 #include "src/correlation.h"
+#include "src/display_state.h"
 #include "src/geometry.h"
+#include "src/plot_surface.h"
 #include "src/results.h"
+#include "src/save_plot.h"
 #include "src/settings.h"
 
 /// Thrown where the program would have ended.
@@ -48,6 +52,10 @@ class FreshState : public testing::Test {
     tavrik::array_geometry = {};
     tavrik::correlation = {};
     tavrik::result_files = {};
+    tavrik::display_state = {};
+    tavrik::plot_surface = {};
+    tavrik::picture_failed = false;
+    gr::surface = {};
     KorLa::debug = false;
     KorLa::negtime = false;
     optind = 0;

@@ -8,6 +8,8 @@
 #include <string>
 
 #include "bench/day.h"
+#include "graphics/mode.h"
+#include "graphics/png.h"
 #include "korla/korla_base.h"
 
 #include "src/analysis.h"
@@ -15,6 +17,8 @@
 #include "src/direction.h"
 #include "src/geometry.h"
 #include "src/lag_sums.h"
+#include "src/plot_surface.h"
+#include "src/result_plot.h"
 #include "src/results.h"
 #include "src/settings.h"
 #include "src/spectrum.h"
@@ -124,12 +128,30 @@ void writing(benchmark::State& state) {
   count_windows(state, 1);
 }
 
+/// Draws the day's complete plot and saves it.
+void picture(benchmark::State& state) {
+  use_day_settings();
+  tavrik::ResultSeries series;
+  tavrik::analyse({day().path(Format::ko24_1)}, series);
+  tavrik::settings.memory = true;
+  tavrik::graphics_init(4);
+  tavrik::resize_memory_canvas(static_cast<int>(series.records.size()) + 200);
+  const std::string path = day().path(Format::ko24_1) + ".png";
+  for (auto _ : state) {
+    tavrik::result_plot("day", series, tavrik::save_and_exit_key);
+    benchmark::DoNotOptimize(gr::save_context_to_png(gr::surface.screen, path));
+  }
+  tavrik::graphics_end(4);
+  count_windows(state, series.records.size());
+}
+
 BENCHMARK(whole_day)->Unit(benchmark::kMillisecond);
 BENCHMARK(reading)->Unit(benchmark::kMillisecond);
 BENCHMARK(correlation);
 BENCHMARK(transform);
 BENCHMARK(direction);
 BENCHMARK(writing);
+BENCHMARK(picture)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

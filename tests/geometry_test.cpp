@@ -149,11 +149,11 @@ TEST_F(check_channels, names_everything_that_is_wrong) {
       {{1, 1, 2}, "ch1=2 and ch2=2 must be different\n"},
       {{9, 9, 9}, all},
   };
-  for (const auto& [channels, expected] : table) {
+  for (const auto& row : table) {
     support::CapturedStderr captured;
-    const int status = exit_status([&] { tavrik::check_channels(channels); });
-    EXPECT_EQ(captured.take(), expected);
-    EXPECT_EQ(status, expected.empty() ? -1 : 1);
+    const int status = exit_status([&row] { tavrik::check_channels(row.first); });
+    EXPECT_EQ(captured.take(), row.second);
+    EXPECT_EQ(status, row.second.empty() ? -1 : 1);
   }
 }
 

@@ -36,8 +36,9 @@ class drawaxes : public FreshState {
 
   static bool is_drawn(int x, int y) {
     const gr::Context& canvas = gr::surface.screen;
-    const auto place = static_cast<std::size_t>(y * canvas.width + x);
-    return canvas.pixels.at(place) == plot_surface.foreground;
+    const auto row = static_cast<std::size_t>(y);
+    const std::size_t place = row * static_cast<std::size_t>(canvas.width);
+    return canvas.pixels.at(place + static_cast<std::size_t>(x)) == plot_surface.foreground;
   }
 
   static Places columns_in_row(int y) {

@@ -33,11 +33,9 @@ using namespace tavrik;
 using support::Stream;
 using testing::AllOf;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-using testing::StartsWith;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double inf = std::numeric_limits<double>::infinity();

@@ -7,6 +7,8 @@
 #include <optional>
 #include <sstream>
 
+#include "graphics/window.h"
+
 namespace gr {
 
 namespace {
@@ -68,11 +70,12 @@ const char* open_surface(ModeKind kind, ModeSize size) {
     return "unknown video mode";
   }
   const auto described = parse_memory_driver(surface.driver);
-  if (!described) {
+  const WindowDriver* window = described ? nullptr : load_window_driver();
+  if (!described && window == nullptr) {
     return "could not find suitable video driver";
   }
   if (kind == ModeKind::default_graphics) {
-    size = *described;
+    size = described.value_or(ModeSize());
   }
   if (size.colors < 1 || size.colors > 256) {
     return "could not set color mode";
@@ -81,11 +84,16 @@ const char* open_surface(ModeKind kind, ModeSize size) {
   if (screen.pixels.empty()) {
     return "could not find suitable video mode";
   }
-  surface.screen = std::move(screen);
-  surface.palette = {};
-  surface.palette.limit = static_cast<std::size_t>(size.colors);
-  surface.open = true;
-  return nullptr;
+  const char* reason = window == nullptr ? nullptr : window->open(size.width, size.height);
+  if (reason == nullptr) {
+    surface.screen = std::move(screen);
+    surface.palette = {};
+    surface.palette.limit = static_cast<std::size_t>(size.colors);
+    surface.open = true;
+    surface.window = window;
+    surface.events.clear();
+  }
+  return reason;
 }
 
 }  // namespace
@@ -127,10 +135,19 @@ int max_y() {
 }
 
 std::string video_driver_name() {
-  return surface.open ? "memory" : "";
+  if (surface.window == nullptr) {
+    return surface.open ? "memory" : "";
+  }
+  const char* name = surface.window->name();
+  return name == nullptr ? "" : name;
 }
 
 void set_text_mode() {
+  if (surface.window != nullptr) {
+    surface.window->close();
+    surface.window = nullptr;
+  }
+  surface.events.clear();
   surface.open = false;
   surface.screen = {};
   surface.palette = {};

@@ -4,8 +4,11 @@
 #include <string>
 
 #include "graphics/canvas.h"
+#include "graphics/event.h"
 
 namespace gr {
+
+struct WindowDriver;
 
 /// The graphics layer's process-wide state.
 struct Surface {
@@ -13,6 +16,8 @@ struct Surface {
   bool open = false;   ///< a mode is set
   Context screen;      ///< what the window shows, or the memory canvas
   Palette palette;
+  const WindowDriver* window = nullptr;  ///< the screen window; null on a memory canvas
+  EventQueue events;                     ///< heard, and not read yet
 };
 
 inline Surface surface;
@@ -32,9 +37,11 @@ enum class ModeKind {
 /// or asks for no or more than largest_surface pixels.
 bool set_driver(const std::string& description);
 
-/// Opens the surface, cleared to palette index 0, with an empty palette of 1 to 256 colours. With
-/// default_graphics width, height and colors are those of the driver's text. On failure prints
-/// "GrSetMode: REASON" and a line end on the error stream, changes nothing and returns false.
+/// Opens the surface, cleared to palette index 0, with an empty palette of 1 to 256 colours; the
+/// screen window is hidden until something is presented on it. With default_graphics width, height
+/// and colors are those of the driver's text, and the screen has no size. On failure prints
+/// "GrSetMode: REASON" and a line end on the error stream and returns false; a memory canvas that
+/// was open still is.
 bool GrSetMode(ModeKind kind, int width = 0, int height = 0, int colors = 256);
 
 /// Size of the screen or memory canvas in pixels; 0 when none is open.
@@ -45,10 +52,10 @@ int GrSizeY();
 int max_x();
 int max_y();
 
-/// Name of the driver in use; empty when there is none.
+/// Name of the driver in use: "memory", or the window system; empty when there is none.
 std::string video_driver_name();
 
-/// Leaves graphics: no surface is open, the driver stays chosen.
+/// Leaves graphics: the window is closed, no surface is open, the driver stays chosen.
 void set_text_mode();
 
 }  // namespace gr

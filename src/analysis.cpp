@@ -181,16 +181,18 @@ ResultRecord analyse_window(WindowWork& work, const JoinedSeries& data, std::siz
 /// that is killed loses a second's work at most.
 class Watch {
  public:
-  void look(std::size_t done, std::size_t total) {
+  /// Returns whether the run is to go on.
+  bool look(std::size_t done, std::size_t total) {
     constexpr int windows_between_looks = 256;
     if (++windows_ % windows_between_looks != 0) {
-      return;
+      return true;
     }
     progress_.show(done, total);
     if (Clock::now() >= next_flush_) {
       flush_result_files();
       next_flush_ = Clock::now() + std::chrono::seconds(1);
     }
+    return !end_is_wanted();
   }
 
  private:
@@ -201,8 +203,9 @@ class Watch {
   Clock::time_point next_flush_ = Clock::now() + std::chrono::seconds(1);
 };
 
-/// Walks the windows. The last one ends before the last sample: intended.
-void walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records) {
+/// Walks the windows. The last one ends before the last sample: intended. Returns whether it went
+/// to the end.
+bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records) {
   const std::size_t n = data.times.size();
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
@@ -224,8 +227,11 @@ void walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
     const ResultRecord record = analyse_window(work, data, i);
     write_window(record, work.values, correlation.crs, work.frequency);
     records.push_back(record);
-    watch.look(i, n);
+    if (!watch.look(i, n)) {
+      return false;
+    }
   }
+  return true;
 }
 
 void warn_of_missing_statistics() {
@@ -236,9 +242,12 @@ void warn_of_missing_statistics() {
 
 }  // namespace
 
-void analyse(const std::vector<std::string>& files, ResultSeries& series) {
+bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
   warn_of_missing_statistics();
   const JoinedSeries data = gather(files);
+  if (data.ended_early) {
+    return false;
+  }
   series.sampling_frequency = data.sampling_frequency;
   if (data.times.size() <= settings.clength) {
     warn("WARNING: {} has too few samples ({}) for a window of {}\n", data.first_path,
@@ -250,13 +259,17 @@ void analyse(const std::vector<std::string>& files, ResultSeries& series) {
   WindowWork work(settings.clength, correlation.max_lag, settings.lsq_len);
   work.angle = angle_method(settings.primary_direction);
   work.frequency = data.sampling_frequency;
-  walk_windows(work, data, series.records);
-  if (settings.histogram && !settings.vortex) {
+  const bool whole = walk_windows(work, data, series.records);
+  if (!whole) {
+    warn("WARNING: {} was not analysed to its end\n", data.first_path);
+  }
+  if (whole && settings.histogram && !settings.vortex) {
     const std::span<const ResultRecord> records(series.records);
     write_histogram(data.first_path,
                     make_histogram(records.subspan(begin), settings.hist_size, settings.crsfilter));
   }
   close_result_files();
+  return whole;
 }
 
 }  // namespace tavrik

@@ -11,6 +11,7 @@
 #include "src/display_state.h"
 #include "src/plot_surface.h"
 #include "src/settings.h"
+#include "src/viewer_wait.h"
 
 namespace tavrik {
 

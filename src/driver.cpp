@@ -30,6 +30,7 @@
 #include "src/settings.h"
 #include "src/usage.h"
 #include "src/viewer.h"
+#include "src/viewer_wait.h"
 
 namespace tavrik {
 
@@ -92,8 +93,8 @@ bool is_pattern(const std::string& name) {
 /// Analyses all files as one series and shows it under the first file's name.
 void run_joined(const FileList& files) {
   ResultSeries results;
-  analyse(files, results);
-  if (settings.graphics_mode != 0) {
+  show_title(files.front());
+  if (analyse(files, results) && settings.graphics_mode != 0) {
     std::size_t cursor = 0;
     display(results, {files.front()}, cursor);
   }
@@ -109,7 +110,10 @@ void run_per_file(const FileList& files) {
       continue;
     }
     results.records.clear();
-    analyse({files[cursor]}, results);
+    show_title(files[cursor]);
+    if (!analyse({files[cursor]}, results)) {
+      break;
+    }
     if (settings.graphics_mode == 0) {
       ++cursor;
     } else if (display(results, files, cursor)) {
@@ -134,6 +138,9 @@ void run_files(const FileList& files) {
     protect_input(file);
   }
   graphics_init(settings.graphics_mode);
+  if (settings.graphics_mode != 0) {
+    end_is_wanted = end_was_asked;
+  }
   display_state.center_time = settings.center_time;
   if (settings.join) {
     run_joined(files);

@@ -133,6 +133,10 @@ JoinedSeries gather(const std::vector<std::string>& files) {
   JoinedSeries joined;
   Progress progress("reading");
   for (const std::string& path : files) {
+    joined.ended_early = end_is_wanted();
+    if (joined.ended_early) {
+      return joined;
+    }
     progress.show(static_cast<std::size_t>(&path - files.data()), files.size());
     const ReadingFile reading(path);
     protect_input(path);

@@ -10,7 +10,6 @@
 #include "src/console.h"
 #include "src/display_state.h"
 #include "src/settings.h"
-#include "src/viewer_keys.h"
 
 namespace tavrik {
 
@@ -163,10 +162,6 @@ void begin_drawing() {
   const int x = display_state.horizontal_offset;
   const int y = display_state.vertical_offset;
   gr::set_user_window(-x, y, gr::max_x() - x, gr::max_y() + y);
-}
-
-int wait_for_key() {
-  return key_escape;
 }
 
 }  // namespace tavrik

@@ -60,7 +60,4 @@ void draw_label(int x, int y, const std::string& text, gr::HorizontalAlign horiz
 /// Clears the surface and sets the user window by the pan offsets of the display state.
 void begin_drawing();
 
-/// Waits for a key event and returns its code. Nobody can type on a memory canvas: Esc at once.
-int wait_for_key();
-
 }  // namespace tavrik

@@ -14,6 +14,7 @@
 #include "src/drawaxes.h"
 #include "src/plot_surface.h"
 #include "src/settings.h"
+#include "src/viewer_wait.h"
 
 namespace tavrik {
 
@@ -148,13 +149,18 @@ void draw_plus(int x, int row, gr::Color color) {
   gr::line(x + 1, row + 2, x + 1, row - 2, color);
 }
 
+/// Radius of the circle that shows a correlation.
+int marker_radius(double cmax) {
+  return to_coordinate(cmax * 5);
+}
+
 void draw_azimuth_marker(int x, int row, double cmax) {
   const gr::Color blue = plot_surface.ega[ega_blue];
   if (settings.type != MarkerType::maxcrs) {
     draw_plus(x, row, blue);
     return;
   }
-  const int radius = to_coordinate(cmax * 5);
+  const int radius = marker_radius(cmax);
   if (radius < 1) {
     gr::plot_pixel(x + 1, row, blue);
   } else {
@@ -162,10 +168,22 @@ void draw_azimuth_marker(int x, int row, double cmax) {
   }
 }
 
-void draw_record(const Panels& p, const ResultRecord& record, double max_slope) {
+/// How far the marks of a record reach to either side of its column.
+int reach(const ResultRecord& record) {
+  constexpr int reach_of_plus = 2;
+  return settings.type == MarkerType::maxcrs ? std::max(marker_radius(record.cmax), reach_of_plus)
+                                             : reach_of_plus;
+}
+
+bool is_in_sight(const ResultRecord& record, int column, BeyondEdge beyond) {
+  const int on_screen = column + display_state.horizontal_offset;
+  const int margin = beyond == BeyondEdge::reaching_marks ? reach(record) : 0;
+  return on_screen >= -margin && on_screen <= gr::GrSizeX() + margin;
+}
+
+void draw_record(const Panels& p, const ResultRecord& record, double max_slope, BeyondEdge beyond) {
   const int x = p.left + column(p.times, record.time);
-  const int on_screen = x + 1 + display_state.horizontal_offset;
-  if (std::isnan(record.az) || on_screen < 0 || on_screen > gr::GrSizeX()) {
+  if (std::isnan(record.az) || !is_in_sight(record, x + 1, beyond)) {
     return;
   }
   if (settings.lsq_plot && max_slope > 0) {
@@ -181,13 +199,13 @@ void draw_record(const Panels& p, const ResultRecord& record, double max_slope) 
   }
 }
 
-void draw_records(const Panels& p, std::span<const ResultRecord> records) {
+void draw_records(const Panels& p, std::span<const ResultRecord> records, BeyondEdge beyond) {
   double max_slope = 0;
   for (const ResultRecord& record : records) {
     max_slope = std::max(max_slope, record.slope);
   }
   for (const ResultRecord& record : records) {
-    draw_record(p, record, max_slope);
+    draw_record(p, record, max_slope, beyond);
   }
 }
 
@@ -277,19 +295,23 @@ std::vector<AzimuthBucket> count_azimuths(std::span<const ResultRecord> records,
   return buckets;
 }
 
-int result_plot(const std::string& name, const ResultSeries& series, int save) {
-  if (settings.title.empty()) {
-    settings.title = name;
-  }
+void draw_result_plot(const ResultSeries& series, BeyondEdge beyond) {
   const Panels panels = lay_out(series);
   begin_drawing();
   draw_frame(panels);
-  draw_records(panels, series.records);
+  draw_records(panels, series.records, beyond);
   draw_histogram(panels, series.records);
   extend(display_state.least_x - 2, display_state.greatest_x + 2);
   TAVRIK_TRACE(1, "plot_maxx={} plot_minx={} diff={}", display_state.greatest_x,
                display_state.least_x, display_state.greatest_x - display_state.least_x);
-  return save != 0 ? save : wait_for_key();
+}
+
+int result_plot(const std::string& name, const ResultSeries& series, int save) {
+  if (settings.title.empty()) {
+    settings.title = name;
+  }
+  draw_result_plot(series, BeyondEdge::nothing);
+  return save != 0 ? save : wait_for_key_or_drag();
 }
 
 }  // namespace tavrik

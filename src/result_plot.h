@@ -38,6 +38,13 @@ struct AzimuthBucket {
 std::vector<AzimuthBucket> count_azimuths(std::span<const ResultRecord> records, int height,
                                           double filter);
 
+/// What is drawn of the records whose column is beyond the edges of the surface: nothing, or the
+/// part of their marks that reaches onto it.
+enum class BeyondEdge { nothing, reaching_marks };
+
+/// Draws the plot.
+void draw_result_plot(const ResultSeries& series, BeyondEdge beyond);
+
 /// Draws the plot and waits for a key, whose code is returned; with a `save` that is not 0 returns
 /// that at once. name: title where none is given, kept as the title from then on.
 int result_plot(const std::string& name, const ResultSeries& series, int save);

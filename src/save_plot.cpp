@@ -68,10 +68,11 @@ void draw_in_memory(const ResultSeries& results, int width) {
   resize_memory_canvas(width);
   const int new_left = (gr::GrSizeX() - plot_times(results).width) / 2;
   display_state.horizontal_offset = margin - (display_state.least_x - old_left + new_left);
-  result_plot("", results, save_and_exit_key);
+  draw_result_plot(results, BeyondEdge::nothing);
 }
 
 /// Draws the plot screen by screen and gathers what is seen in a context of the picture's width.
+/// Marks at the edge of a screen are in both screens, so that they are whole in the picture.
 gr::Context draw_in_slices(const ResultSeries& results, int width) {
   gr::Context picture(width, picture_height);
   std::fill(picture.pixels.begin(), picture.pixels.end(),
@@ -79,7 +80,7 @@ gr::Context draw_in_slices(const ResultSeries& results, int width) {
   const int least = display_state.least_x;
   for (int column = 0; column < width; column += gr::GrSizeX()) {
     display_state.horizontal_offset = margin - least - column;
-    result_plot("", results, save_and_exit_key);
+    draw_result_plot(results, BeyondEdge::reaching_marks);
     gr::bit_blit(picture, column, 0, 0, 0, gr::max_x(), gr::max_y());
   }
   return picture;

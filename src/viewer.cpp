@@ -16,6 +16,7 @@
 #include "src/settings.h"
 #include "src/usage.h"
 #include "src/viewer_keys.h"
+#include "src/viewer_wait.h"
 
 namespace tavrik {
 
@@ -104,6 +105,7 @@ bool display(const ResultSeries& results, const std::vector<std::string>& files,
   }
   const auto n_records = static_cast<int>(results.records.size());
   display_state.div = std::min(n_records / (gr::GrSizeY() / 2) + 1, most_div);
+  show_title(name);
   while (cursor == shown) {
     const int key = draw_plot(name, results);
     View view = current_view();

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "graphics/event.h"
+
 namespace tavrik {
 
 namespace {
@@ -43,27 +45,27 @@ bool change_view(int key, View& view, const Screen& screen) {
     case 'u':
       view.print_ut = !view.print_ut;
       return true;
-    case key_home:
+    case gr::key_home:
       reset_pan(display);
       display.time_shift = 0;
       display.div = 1;
       return true;
-    case key_page_up:
-      display.time_shift += shift;
+    case gr::key_page_up:
+      move(display.time_shift, shift);
       return true;
-    case key_page_down:
-      display.time_shift -= shift;
+    case gr::key_page_down:
+      move(display.time_shift, -shift);
       return true;
-    case key_left:
-      display.horizontal_offset += screen.width / 10;
+    case gr::key_left:
+      move(display.horizontal_offset, screen.width / 10);
       return true;
-    case key_right:
-      display.horizontal_offset -= screen.width / 10;
+    case gr::key_right:
+      move(display.horizontal_offset, -screen.width / 10);
       return true;
     case 'R':
     case 'r':
-    case key_up:
-    case key_down:
+    case gr::key_up:
+    case gr::key_down:
       return true;
     default:
       return false;
@@ -93,19 +95,24 @@ bool choose_plot(int key, View& view) {
 
 }  // namespace
 
+void move(int& offset, int change) {
+  constexpr int farthest = 1000000000;
+  offset = std::clamp(offset + change, -farthest, farthest);
+}
+
 Action apply_key(int key, View& view, const Screen& screen) {
   if (change_view(key, view, screen) || choose_plot(key, view)) {
     return Action::redraw;
   }
   switch (key) {
-    case key_escape:
+    case gr::key_escape:
       return Action::end;
-    case key_backspace:
+    case gr::key_backspace:
       return Action::previous_file;
     case '?':
     case 'H':
     case 'h':
-    case key_f1:
+    case gr::key_f1:
       return Action::help;
     case 'F':
     case 'f':

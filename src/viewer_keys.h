@@ -8,18 +8,6 @@
 
 namespace tavrik {
 
-// Key codes: characters by their code, special keys by 256 and their scan code.
-inline constexpr int key_backspace = 8;
-inline constexpr int key_escape = 27;
-inline constexpr int key_f1 = 315;
-inline constexpr int key_home = 327;
-inline constexpr int key_up = 328;
-inline constexpr int key_page_up = 329;
-inline constexpr int key_left = 331;
-inline constexpr int key_right = 333;
-inline constexpr int key_down = 336;
-inline constexpr int key_page_down = 337;
-
 /// Greatest divisor of the circular plots.
 inline constexpr int most_div = 100;
 
@@ -41,6 +29,10 @@ struct Screen {
   std::size_t n_records;
   int width;  ///< pixels
 };
+
+/// Moves a pan or the time shift by at most 1e9; it ends at 1e9 to either side, farther than any
+/// plot is wide.
+void move(int& offset, int change);
 
 /// Changes the view as the key says and returns what is to be done.
 Action apply_key(int key, View& view, const Screen& screen);

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "graphics/event.h"
+
 namespace {
 
 using tavrik::Action;
@@ -55,25 +57,25 @@ TEST(apply_key, changes_the_view_and_asks_for_an_action) {
       {"center time", {'b', 'B'}, Action::redraw, [](View& v) { v.display.center_time = true; }},
       {"trace level", {'d', 'D'}, Action::redraw, [](View& v) { v.debug = 0; }},
       {"clock times", {'u', 'U'}, Action::redraw, [](View& v) { v.print_ut = false; }},
-      {"home", {tavrik::key_home}, Action::redraw, [](View& v) { v.display = {}; }},
+      {"home", {gr::key_home}, Action::redraw, [](View& v) { v.display = {}; }},
       {"page up",
-       {tavrik::key_page_up},
+       {gr::key_page_up},
        Action::redraw,
        [](View& v) { v.display.time_shift = 33; }},
       {"page down",
-       {tavrik::key_page_down},
+       {gr::key_page_down},
        Action::redraw,
        [](View& v) { v.display.time_shift = -27; }},
       {"left",
-       {tavrik::key_left},
+       {gr::key_left},
        Action::redraw,
        [](View& v) { v.display.horizontal_offset = 150; }},
       {"right",
-       {tavrik::key_right},
+       {gr::key_right},
        Action::redraw,
        [](View& v) { v.display.horizontal_offset = -10; }},
-      {"redraw", {'r', 'R', tavrik::key_up, tavrik::key_down}, Action::redraw, [](View&) {}},
-      {"help", {'?', 'h', 'H', tavrik::key_f1}, Action::help, [](View&) {}},
+      {"redraw", {'r', 'R', gr::key_up, gr::key_down}, Action::redraw, [](View&) {}},
+      {"help", {'?', 'h', 'H', gr::key_f1}, Action::help, [](View&) {}},
       {"save", {'f', 'F', 's', 'S'}, Action::save, [](View&) {}},
       {"save and end", {264}, Action::save_and_end, [](View&) {}},
       {"end", {27}, Action::end, [](View&) {}},
@@ -104,7 +106,7 @@ TEST(apply_key, keeps_div_within_1_and_100) {
 
 TEST(apply_key, shifts_by_nothing_with_fewer_than_20_records) {
   View view;
-  tavrik::apply_key(tavrik::key_page_up, view, {19, 800});
+  tavrik::apply_key(gr::key_page_up, view, {19, 800});
   EXPECT_EQ(view, View());
 }
 
@@ -113,8 +115,8 @@ TEST(apply_key, panning_back_and_forth_changes_nothing) {
   View view = some_view();
   std::vector<int> undo;
   for (int i = 0; i < 500; ++i) {
-    constexpr int keys[][2] = {{tavrik::key_left, tavrik::key_right},
-                               {tavrik::key_page_up, tavrik::key_page_down},
+    constexpr int keys[][2] = {{gr::key_left, gr::key_right},
+                               {gr::key_page_up, gr::key_page_down},
                                {'b', 'b'},
                                {'u', 'u'}};
     const auto& pair = keys[random() % 4];

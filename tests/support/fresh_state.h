@@ -9,6 +9,7 @@
 #include "korla/korla16.h"
 #include "korla/trace.h"
 
+#include "src/analysis.h"
 #include "src/console.h"
 #include "src/correlation.h"
 #include "src/display_state.h"
@@ -55,6 +56,7 @@ class FreshState : public testing::Test {
     tavrik::display_state = {};
     tavrik::plot_surface = {};
     tavrik::picture_failed = false;
+    tavrik::end_is_wanted = [] { return false; };
     gr::surface = {};
     KorLa::debug = false;
     KorLa::negtime = false;

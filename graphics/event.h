@@ -1,0 +1,52 @@
+#pragma once
+// Keys and the mouse: what the screen window hears, in the order it happened.
+
+#include <deque>
+
+namespace gr {
+
+// Key codes: characters of Latin 1 by their code, special keys by 256 and their scan code. No other
+// special key is an event.
+inline constexpr int key_backspace = 8;
+inline constexpr int key_tab = 9;
+inline constexpr int key_enter = 13;
+inline constexpr int key_escape = 27;
+inline constexpr int key_f1 = 315;
+inline constexpr int key_home = 327;
+inline constexpr int key_up = 328;
+inline constexpr int key_page_up = 329;
+inline constexpr int key_left = 331;
+inline constexpr int key_right = 333;
+inline constexpr int key_down = 336;
+inline constexpr int key_page_down = 337;
+
+enum class EventKind {
+  key,
+  left_press,   ///< the mouse's left button went down
+  left_motion,  ///< the mouse was moved with its left button down
+  close,        ///< the window is to be closed
+};
+
+struct Event {
+  EventKind kind = EventKind::key;
+  int key = 0;            ///< of a key: its code
+  bool repeated = false;  ///< of a key: it is being held down
+  int x = 0;              ///< of the mouse: column of the canvas, within it
+};
+
+using EventQueue = std::deque<Event>;
+
+/// Puts an event behind those that wait to be read.
+void push_event(const Event& event);
+
+/// Takes over what the window has heard, without waiting. Returns all that waits to be read.
+const EventQueue& poll_events();
+
+/// Takes the oldest event, waiting for one. A close stays: whoever reads next is told, too. A
+/// memory canvas that nothing was pushed for is as good as closed: nobody can type there.
+Event read_event();
+
+/// Forgets the keys that were heard while they were being held down.
+void drop_repeated_keys();
+
+}  // namespace gr

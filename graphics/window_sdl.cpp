@@ -77,6 +77,7 @@ const char* open_window(int width, int height) {
   // shows nothing is taken only if the environment names it.
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
+  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");  // still pictures need no 3D hardware
   // Wayland's library complains on the error stream where its server is not running.
   SDL_SetHint(SDL_HINT_VIDEODRIVER, SDL_getenv("WAYLAND_DISPLAY") ? "x11,wayland" : "x11");
   if (SDL_Init(SDL_INIT_VIDEO) != 0) {
@@ -280,17 +281,16 @@ void hear(EventQueue& events, const SDL_Event& event) {
   }
 }
 
+/// Looks for events, and does not let SDL wait for them: the message by which SDL 2.26 wakes itself
+/// can be on its way when the window is closed, and X11 then ends the program.
 void collect(EventQueue& events, bool wait) {
+  constexpr Uint32 pause = 10;  // ms; too short to be felt, and next to no work
   SDL_Event event;
-  if (wait) {
-    if (SDL_WaitEvent(&event) == 0) {  // nothing can be heard any more
-      events.push_back({.kind = EventKind::close});
-      return;
-    }
-    hear(events, event);
-  }
   while (SDL_PollEvent(&event) != 0) {
     hear(events, event);
+  }
+  if (wait && events.empty()) {
+    SDL_Delay(pause);
   }
 }
 

@@ -133,6 +133,10 @@ ProgramRun::~ProgramRun() {
   }
 }
 
+void ProgramRun::send(int signal) const {
+  kill(child_, signal);
+}
+
 Ended ProgramRun::wait() {
   const auto deadline = std::chrono::steady_clock::now() + longest_run;
   int status = 0;

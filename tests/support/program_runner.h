@@ -38,6 +38,8 @@ class ProgramRun {
   ProgramRun& operator=(const ProgramRun&) = delete;
   ~ProgramRun();
 
+  void send(int signal) const;
+
   /// Waits for the end. A run that takes longer than a minute is ended, and fails the test.
   Ended wait();
 

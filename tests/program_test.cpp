@@ -368,6 +368,31 @@ TEST_F(program, never_writes_over_an_input) {
 }
 
 // A result file that is a pipe, and that nobody reads for a while, makes the run a long one.
+TEST_F(program, says_what_to_do_without_a_display_or_its_window) {
+  write_event("rec.ko24");
+  unsetenv("DISPLAY");
+  unsetenv("WAYLAND_DISPLAY");
+  unsetenv("SDL_VIDEODRIVER");
+  const auto expect_no_window = [this] {
+    const Ended end = run({"--quiet", "rec.ko24"});
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.error, locale_lines +
+                             "Using graphics library version 100\n"
+                             "GrSetMode: could not find suitable video driver\n"
+                             "Nothing to draw on: --memory --save-and-exit saves a picture, "
+                             "-g0 draws none\n");
+  };
+  expect_no_window();
+  // A module that can't be loaded, in front of the real one, and a driver that would do.
+  folder.write("tavrik_window.so", "");
+  setenv("LD_LIBRARY_PATH", folder.path().c_str(), 1);
+  setenv("SDL_VIDEODRIVER", "dummy", 1);
+  expect_no_window();
+  EXPECT_EQ(run({"-g0", "rec.ko24"}).status, 0);
+  EXPECT_EQ(run({"--memory", "--save-and-exit", "rec.ko24"}).status, 0);
+  EXPECT_TRUE(exists("rec.png"));
+}
+
 TEST_F(program, shows_its_progress_on_a_terminal_alone) {
   for (const int round : {0, 1, 2}) {  // shown, quiet, redirected
     SCOPED_TRACE(round);

@@ -9,7 +9,7 @@
 
 #include "graphics/png.h"
 
-struct _XDisplay;
+struct _XDisplay;  // Xlib's name of its Display. NOLINT(bugprone-reserved-identifier)
 
 namespace support {
 

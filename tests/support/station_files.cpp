@@ -3,6 +3,8 @@
 #include "tests/support/station_files.h"
 
 #include <bit>
+#include <chrono>
+#include <filesystem>
 #include <iomanip>
 #include <sstream>
 
@@ -32,6 +34,11 @@ std::string descriptor(std::size_t channel, double range_low, double range_high,
 }
 
 }  // namespace
+
+void set_change_time(const std::string& path, std::int64_t seconds) {
+  const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+  std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::from_sys(time));
+}
 
 Ko24File::Ko24File(const Ko24Fields& fields) {
   bytes_ = "ko24";
@@ -147,6 +154,23 @@ std::string binary_group(const std::vector<int>& time_words, std::size_t first,
   std::string bytes;
   for (const std::size_t channel : {0U, 1U, 2U}) {
     bytes += binary_block(time_words, placed_samples(channel, first, block_length));
+  }
+  return bytes;
+}
+
+std::string text_file(const std::vector<std::string>& stamps, std::size_t block_length,
+                      const TextStyle& style) {
+  std::string bytes = comment_line('S', block_length, 8) + "\n";
+  for (std::size_t g = 0; g < stamps.size(); ++g) {
+    bytes += text_group(stamps[g], g * block_length, block_length, style);
+  }
+  return bytes;
+}
+
+std::string binary_file(const std::vector<std::vector<int>>& stamps, std::size_t block_length) {
+  std::string bytes = comment_line('S', block_length, 8) + "\r";
+  for (std::size_t g = 0; g < stamps.size(); ++g) {
+    bytes += binary_group(stamps[g], g * block_length, block_length);
   }
   return bytes;
 }

@@ -5,11 +5,32 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace support {
+
+/// What a call throws, in words; "nothing" where it returns.
+template <class Call>
+std::string failure(Call call) {
+  try {
+    call();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "nothing";
+}
+
+/// The bytes of a record, to compare it as a whole.
+template <class Record>
+std::string bytes_of(const Record& record) {
+  return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
+/// Sets when a file was last changed, seconds since 1970 UTC.
+void set_change_time(const std::string& path, std::int64_t seconds);
 
 /// What stands in a ko24 file's head.
 struct Ko24Fields {
@@ -87,6 +108,12 @@ std::string binary_block(const std::vector<int>& time_words,
 /// A group of three blocks with one time, of placed samples.
 std::string binary_group(const std::vector<int>& time_words, std::size_t first,
                          std::size_t block_length);
+
+/// A 16-bit file of 8 Hz: the comment line, then a group of placed samples for each stamp.
+std::string text_file(const std::vector<std::string>& stamps, std::size_t block_length = 128,
+                      const TextStyle& style = {});
+std::string binary_file(const std::vector<std::vector<int>>& stamps,
+                        std::size_t block_length = 128);
 
 /// The lines of a TM4 file from sample `first` on, of placed samples, at `frequency`; the first of
 /// them at `time` seconds.

@@ -68,7 +68,7 @@ class formats : public FreshState {
   /// Whether a file gives a result; if not, it ends with status 1 or an error that has a text.
   bool survives(const std::string& bytes) const {
     std::remove(path.c_str());  // file systems hurry to save what was emptied
-    folder.write(name, bytes);
+    folder.write("20160301/r6030106.dat", bytes);
     try {
       const auto series = KorLa::open_series(path, 0, true);
       std::size_t loaded = 0;
@@ -93,8 +93,7 @@ class formats : public FreshState {
 
   support::TemporaryFolder folder;
   /// Dates the files whose comment has no date: 06:00 on 1 March 2016, rasvik.
-  const std::string name = "20160301/r6030106.dat";
-  const std::string path = folder / name;
+  const std::string path = folder / "20160301/r6030106.dat";
   std::string said;
 };
 

@@ -295,6 +295,7 @@ TEST_F(korla16, goes_by_stamps_and_marks) {
       {"a gap across midnight", {0, 16, 3605}, {0, 16, 3605}, one_gap, {}, 82800, 86400},
       {"a gap behind midnight", {0, 7140}, {0, 7140}, one_gap, {}, 82800, 86400},
       {"begun before the last hour", {0, 3607}, {0, 16}, back(2), {}, 82799},
+      {"minute 60 at once", {0, 7200}, {0, 16}, back(2), {}, 82800},
       {"minute 60", {0, 3660, 7200}, {0, 3660, 3676}, back(3) + one_gap, {}, 82800, 86400},
       {"only up to midnight", {0, 16}, {0, 16}, "", {}, 86380},
   };

@@ -3,6 +3,7 @@
 #include "korla/command_log.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
@@ -32,7 +33,7 @@ class command_log : public testing::Test {
   /// What a new log says behind the date, with its leading blank and without its line end.
   std::string logged(const std::vector<std::string>& arguments) const {
     constexpr std::size_t date_size = 17;
-    folder.write("logfile", "");
+    std::filesystem::remove(folder / "logfile");
     log(arguments);
     const std::string line = folder.read("logfile");
     EXPECT_EQ(line.back(), '\n');

@@ -23,16 +23,6 @@ void put(std::string& bytes, double number) {
   put(bytes, std::bit_cast<std::uint64_t>(number), 8);
 }
 
-std::string descriptor(std::size_t channel, double range_low, double range_high, double scale) {
-  std::string bytes = "chan";
-  put(bytes, channel, 2);
-  put(bytes, 0, 2);
-  put(bytes, range_low);
-  put(bytes, range_high);
-  put(bytes, scale);
-  return bytes;
-}
-
 }  // namespace
 
 void set_change_time(const std::string& path, std::int64_t seconds) {
@@ -61,7 +51,12 @@ Ko24File::Ko24File(const Ko24Fields& fields) {
   bytes_ += "chns";
   put(bytes_, std::uint64_t{32} * fields.n_channels, 4);
   for (std::size_t c = 0; c < fields.n_channels; ++c) {
-    bytes_ += descriptor(c, -10.0, 10.0, 1.0);
+    bytes_ += "chan";
+    put(bytes_, c, 2);
+    put(bytes_, 0, 2);
+    put(bytes_, -10.0);
+    put(bytes_, 10.0);
+    put(bytes_, 1.0);
   }
   data_ = bytes_.size();
   bytes_ += "data";
@@ -87,11 +82,6 @@ Ko24File& Ko24File::add_channels(const std::vector<std::vector<std::int32_t>>& c
 Ko24File& Ko24File::set_bytes(std::size_t offset, std::string_view bytes) {
   bytes_.replace(offset, bytes.size(), bytes);
   return *this;
-}
-
-Ko24File& Ko24File::set_descriptor(std::size_t channel, double range_low, double range_high,
-                                   double scale) {
-  return set_bytes(descriptor_offset(channel), descriptor(channel, range_low, range_high, scale));
 }
 
 Ko24File& Ko24File::truncate(std::size_t size) {

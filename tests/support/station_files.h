@@ -60,7 +60,6 @@ class Ko24File {
   /// Appends samples, the channels one by one; all are of the same length.
   Ko24File& add_channels(const std::vector<std::vector<std::int32_t>>& channels);
   Ko24File& set_bytes(std::size_t offset, std::string_view bytes);
-  Ko24File& set_descriptor(std::size_t channel, double range_low, double range_high, double scale);
   Ko24File& truncate(std::size_t size);
 
   std::size_t channel_table_offset() const { return channel_table_; }

@@ -139,6 +139,7 @@ TEST(open_series, gives_null_for_what_can_not_be_opened) {
   const support::CapturedStderr captured;
   EXPECT_EQ(open_series(folder / "missing", 0, false), nullptr);
   EXPECT_EQ(open_series(folder.path().string(), 0, false), nullptr);
+  EXPECT_EQ(open_series("/dev/null", 0, false), nullptr);
 }
 
 TEST(open_series, hands_the_name_time_to_the_readers_that_want_one) {

@@ -186,8 +186,8 @@ TEST(write_ko24, can_be_read_back) {
     const auto nudged = KorLa::open_series(folder / "a.ko24", 0.0, true);
     EXPECT_NEAR(nudged->times.front() - series->times.front(), -3.0, 0.5 / 12.5);
   }
-  write_ko24(folder / "b.ko24", {18.0, 99.9999999999, 0, {{1}}}, 0);
-  EXPECT_EQ(KorLa::open_series(folder / "b.ko24", 0.0, false)->start_time(), 100.0);
+  write_ko24(folder / "b", {18.0, 99.9999999999, 0, {{1}}}, 0);
+  EXPECT_EQ(std::uint32_t{KorLa::open_series(folder / "b", 0.0, false)->header.start_sec}, 100U);
 }
 
 TEST(write_ko24, names_the_file_that_it_can_not_write) {

@@ -23,6 +23,7 @@ class command_log : public testing::Test {
   /// Logs one run's arguments.
   void log(const std::vector<std::string>& arguments) const {
     std::vector<const char*> pointers;
+    pointers.reserve(arguments.size());
     for (const std::string& argument : arguments) {
       pointers.push_back(argument.c_str());
     }

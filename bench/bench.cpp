@@ -72,6 +72,7 @@ void transform(benchmark::State& state) {
     for (std::size_t c = 0; c < 3; ++c) {
       spectrum.set_channel(c, day().channel(c));
     }
+    spectrum.transform();
     spectrum.average_magnitudes(magnitudes);
     benchmark::DoNotOptimize(tavrik::line_fit(magnitudes));
   }
@@ -115,7 +116,7 @@ void direction(benchmark::State& state) {
 
 void writing(benchmark::State& state) {
   use_day_settings();
-  tavrik::open_result_files(day().path(Format::ko24_1), "test", 0.0);
+  tavrik::open_result_files({day().path(Format::ko24_1), "test", 0.0});
   tavrik::ResultRecord record;
   tavrik::Lags lags = {1.25, -2.5, -3.75};
   tavrik::angle_new(record, lags, tavrik::array_geometry, frequency);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <optional>
 
 #include "src/console.h"
 #include "src/correlation.h"
@@ -14,6 +15,7 @@
 #include "src/results.h"
 #include "src/settings.h"
 #include "src/spectrum.h"
+#include "src/statistics.h"
 
 namespace tavrik {
 
@@ -31,6 +33,8 @@ struct WindowWork {
   std::vector<double> magnitudes;  ///< of the bins that the line is fitted to
   PerChannel energy{};             ///< sum of squared deviations from the mean
   WindowValues values;
+  std::vector<double> powers;          ///< of one channel's bins, with --entropy; else empty
+  std::optional<Autocorrelation> acr;  ///< with --acr
   AngleMethod angle = nullptr;
   double frequency = 0;
   double base_time = 0;  ///< see window_time
@@ -39,6 +43,12 @@ struct WindowWork {
       : spectrum(length), magnitudes(n_bins) {
     for (PaddedSignal& channel : window) {
       channel.resize(length, max_lag);
+    }
+    if (settings.entropy) {
+      powers.resize(length / 2);
+    }
+    if (settings.acr) {
+      acr.emplace(length);
     }
   }
 };
@@ -112,10 +122,32 @@ void normalise(std::span<double> samples, double mean, double energy) {
   }
 }
 
+/// Measures each channel's spectrum. The transform of a constant channel is rounding noise.
+void measure_spectra(WindowWork& work, ResultRecord& record) {
+  auto& spectra = work.values.spectra;
+  const double bin_width = work.frequency / static_cast<double>(work.window[0].samples().size());
+  for (std::size_t c = 0; c < spectra.size(); ++c) {
+    work.spectrum.channel_powers(c, work.powers);
+    spectra[c] =
+        work.energy[c] > 0 ? spectral_statistics(work.powers, bin_width) : SpectralStatistics();
+  }
+  record.ent0 = spectra[0].entropy;
+  record.ent1 = spectra[1].entropy;
+  record.ent2 = spectra[2].entropy;
+}
+
 /// Measures the raw window, then normalises it unless the settings forbid.
-void prepare_window(WindowWork& work) {
+void prepare_window(WindowWork& work, ResultRecord& record) {
   const PerChannel mean = measure_means(work.window, work.values.mvl);
   work.energy = measure_energy(work.window, mean);
+  if (!work.powers.empty()) {
+    measure_spectra(work, record);
+  }
+  if (work.acr) {
+    for (std::size_t c = 0; c < work.window.size(); ++c) {
+      work.values.autocorrelation[c] = work.acr->measure(work.window[c].samples(), work.frequency);
+    }
+  }
   if (settings.normalize) {
     for (std::size_t c = 0; c < work.window.size(); ++c) {
       normalise(work.window[c].samples(), mean[c], work.energy[c]);
@@ -164,9 +196,10 @@ double window_time(WindowWork& work, double time, std::size_t first) {
 ResultRecord analyse_window(WindowWork& work, const JoinedSeries& data, std::size_t first) {
   ResultRecord record;
   load_window(work, data, first);
+  work.spectrum.transform();
   work.spectrum.average_magnitudes(work.magnitudes);
   record.slope = line_fit(work.magnitudes).slope;
-  prepare_window(work);
+  prepare_window(work, record);
   correlate_pairs(work, record);
   WindowValues& values = work.values;
   find_lags(correlation.crs_norm, correlation.crs, values.value_at_lag, values.lags,
@@ -204,8 +237,10 @@ class Watch {
 };
 
 /// Walks the windows. The last one ends before the last sample: intended. Returns whether it went
-/// to the end.
-bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records) {
+/// to the end. breaks: takes the numbers of the run's records before which a window was skipped.
+bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records,
+                  std::vector<std::size_t>& breaks) {
+  const std::size_t begin = records.size();
   const std::size_t n = data.times.size();
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
@@ -222,6 +257,7 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
       break;
     }
     if (duration < data.times[i + length - 1] - data.times[i]) {
+      breaks.push_back(records.size() - begin);
       continue;  // a hole in the window
     }
     const ResultRecord record = analyse_window(work, data, i);
@@ -234,16 +270,20 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
   return true;
 }
 
-void warn_of_missing_statistics() {
-  if (settings.entropy || settings.acr || settings.vortex) {
-    warn("Warning: --entropy, --acr and --vortex are not computed by this version\n");
+/// Writes what is known behind the last window only: passages, or else the histogram.
+void write_summary(const DataHeader& header, std::span<const ResultRecord> records,
+                   std::span<const std::size_t> breaks, double frequency) {
+  if (settings.vortex) {
+    write_passages(header, find_passages(records, breaks, settings.vortex_level),
+                   center_shift(frequency));
+  } else if (settings.histogram) {
+    write_histogram(header.path, make_histogram(records, settings.hist_size, settings.crsfilter));
   }
 }
 
 }  // namespace
 
 bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
-  warn_of_missing_statistics();
   const JoinedSeries data = gather(files);
   if (data.ended_early) {
     return false;
@@ -255,18 +295,18 @@ bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
   }
 
   const std::size_t begin = series.records.size();
-  open_result_files(data.first_path, data.station, data.start_time);
+  const DataHeader header = {data.first_path, data.station, data.start_time};
+  open_result_files(header);
   WindowWork work(settings.clength, correlation.max_lag, settings.lsq_len);
   work.angle = angle_method(settings.primary_direction);
   work.frequency = data.sampling_frequency;
-  const bool whole = walk_windows(work, data, series.records);
-  if (!whole) {
-    warn("WARNING: {} was not analysed to its end\n", data.first_path);
-  }
-  if (whole && settings.histogram && !settings.vortex) {
+  std::vector<std::size_t> breaks;
+  const bool whole = walk_windows(work, data, series.records, breaks);
+  if (whole) {
     const std::span<const ResultRecord> records(series.records);
-    write_histogram(data.first_path,
-                    make_histogram(records.subspan(begin), settings.hist_size, settings.crsfilter));
+    write_summary(header, records.subspan(begin), breaks, work.frequency);
+  } else {
+    warn("WARNING: {} was not analysed to its end\n", data.first_path);
   }
   close_result_files();
   return whole;

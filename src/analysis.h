@@ -34,7 +34,8 @@ JoinedSeries gather(const std::vector<std::string>& files);
 
 /// Runs the analysis over the files as one series: appends one record for each window to `series`
 /// and writes the result files that the settings ask for. Returns false when the user ended it
-/// before the last window: the lines so far are in the files, and no histogram is.
+/// before the last window: the lines so far are in the files, and no histogram or
+/// passages are.
 bool analyse(const std::vector<std::string>& files, ResultSeries& series);
 
 }  // namespace tavrik

@@ -169,7 +169,7 @@ int run(int argc, char** argv) {
   KorLa::negtime = settings.negtime;
   announce_range();
   run_files(FileList(arguments.begin() + first_file, arguments.end() - 1));
-  return result_files.write_failed || picture_failed ? 1 : 0;
+  return result_state.write_failed || picture_failed ? 1 : 0;
 }
 
 }  // namespace tavrik

@@ -14,7 +14,7 @@
 #include "src/geometry.h"
 #include "src/process.h"
 #include "src/progress.h"
-#include "src/results.h"
+#include "src/result_stream.h"
 #include "src/settings.h"
 
 namespace tavrik {

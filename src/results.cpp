@@ -1,15 +1,10 @@
-// Formatting and writing of result lines.
+// The result files and their lines.
 
 #include "src/results.h"
 
 #include <algorithm>
-#include <boost/filesystem/path.hpp>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "src/console.h"
 #include "src/settings.h"
@@ -18,120 +13,22 @@ namespace tavrik {
 
 namespace {
 
-constexpr std::size_t buffer_size = 65536;
-/// No number takes more: the largest double has 309 digits before the point, and 6 follow it.
-constexpr std::size_t longest_number = 400;
-
-std::array<ResultStream*, 6> all_streams() {
-  ResultFiles& files = result_files;
-  return {&files.az, &files.caz, &files.part, &files.lltmp, &files.crn, &files.hst};
+std::array<ResultStream*, 10> all_streams() {
+  ResultFiles& f = result_files;
+  return {&f.az, &f.caz, &f.part, &f.lltmp, &f.crn, &f.acr, &f.crs, &f.cre, &f.hst, &f.vaz};
 }
 
-void report_lost_lines(ResultStream& stream) {
-  stream.failed = true;
-  result_files.write_failed = true;
-  warn("Can't write {}\n", stream.path);
-}
-
-void flush(ResultStream& stream) {
-  const char* next = stream.buffer.data();
-  std::size_t left = stream.used;
-  stream.used = 0;
-  while (left > 0 && !stream.failed) {
-    const ssize_t written = write(stream.descriptor, next, left);
-    if (written > 0) {
-      next += written;
-      left -= static_cast<std::size_t>(written);
-    } else if (written == 0 || errno != EINTR) {
-      report_lost_lines(stream);
-    }
-  }
-}
-
-void close_stream(ResultStream& stream) {
-  if (!stream.is_open()) {
+/// Opens a file if it is wanted, and begins it with the header if that is.
+void open_with_header(ResultStream& stream, const DataHeader& header, const char* extension,
+                      bool wanted) {
+  if (!wanted || !open_result(stream, header.path, extension) || !settings.comment) {
     return;
   }
-  flush(stream);
-  const int descriptor = stream.descriptor;
-  stream.descriptor = -1;
-  if (close(descriptor) != 0 && !stream.failed) {
-    report_lost_lines(stream);
-  }
-}
-
-/// Room for one more number or for a short text at the end of the stream's buffer.
-char* reserve(ResultStream& stream, std::size_t size = longest_number) {
-  if (stream.used + size > stream.buffer.size()) {
-    flush(stream);
-  }
-  return stream.buffer.data() + stream.used;
-}
-
-void put(ResultStream& stream, std::string_view text) {
-  char* place = reserve(stream, text.size());
-  stream.used += static_cast<std::size_t>(std::copy(text.begin(), text.end(), place) - place);
-}
-
-void put_number(ResultStream& stream, double value, std::chars_format format, int precision) {
-  if (std::isnan(value)) {
-    put(stream, "nan");  // whatever the NaN's sign
-    return;
-  }
-  char* place = reserve(stream);
-  const auto result = std::to_chars(place, place + longest_number, value, format, precision);
-  stream.used += static_cast<std::size_t>(result.ptr - place);
-}
-
-void put_fixed(ResultStream& stream, double value, int precision = 6) {
-  put_number(stream, value, std::chars_format::fixed, precision);
-}
-
-void put_general(ResultStream& stream, double value) {
-  put_number(stream, value, std::chars_format::general, 6);
-}
-
-FileIdentity identity(const struct stat& status) {
-  return {status.st_dev, status.st_ino};
-}
-
-bool is_input(const struct stat& status) {
-  const auto& inputs = result_files.inputs;
-  return std::find(inputs.begin(), inputs.end(), identity(status)) != inputs.end();
-}
-
-/// Opens a file for writing and empties it, unless it is an input; -1 on failure. The file is
-/// looked at before it is emptied.
-int open_emptied(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-
-  struct stat status {};
-
-  if (descriptor < 0) {
-    return -1;
-  }
-  if (fstat(descriptor, &status) != 0 || is_input(status) ||
-      (S_ISREG(status.st_mode) && ftruncate(descriptor, 0) != 0)) {
-    close(descriptor);
-    return -1;
-  }
-  return descriptor;
-}
-
-void write_header(ResultStream& stream, const char* station, double first_time) {
   put(stream, "# ");
-  put(stream, station);
+  put(stream, header.station);
   put(stream, " ");
-  put_general(stream, first_time);
+  put_general(stream, header.first_time);
   put(stream, settings.center_time ? " \"Center time adjusted\"\n" : "\n");
-}
-
-/// Writes values that pass through the NaN filter, a blank before each.
-void put_filtered(ResultStream& stream, std::chars_format format, std::span<const double> values) {
-  for (const double value : values) {
-    put(stream, " ");
-    put_number(stream, settings.nan_handler(value), format, 6);
-  }
 }
 
 /// The values that the az and lltmp lines share.
@@ -151,10 +48,25 @@ std::array<double, 13> main_values(double time, const ResultRecord& r, const Win
           r.slope};
 }
 
-void write_az(ResultStream& stream, double time, const ResultRecord& r, const WindowValues& w) {
+/// A line of the form that az, acr, crs and cre share.
+void write_fixed(ResultStream& stream, std::span<const double> values) {
   put(stream, "0 0");
-  put_filtered(stream, std::chars_format::fixed, main_values(time, r, w));
+  put_filtered(stream, std::chars_format::fixed, values);
   put(stream, "\n");
+}
+
+void write_crs(ResultStream& stream, double time, const WindowValues& w) {
+  const auto& [s0, s1, s2] = w.spectra;
+  write_fixed(stream, std::array{time, s0.entropy, s0.peak_frequency, s0.centroid, s1.entropy,
+                                 s1.peak_frequency, s1.centroid, s2.entropy, s2.peak_frequency,
+                                 s2.centroid});
+}
+
+void write_acr(ResultStream& stream, double time, const WindowValues& w) {
+  const auto& [a0, a1, a2] = w.autocorrelation;
+  write_fixed(stream, std::array{time, a0.variance, a0.zero_lag, a0.period, a0.period_value,
+                                 a1.variance, a1.zero_lag, a1.period, a1.period_value, a2.variance,
+                                 a2.zero_lag, a2.period, a2.period_value});
 }
 
 /// Time of day in minutes, then the values that plots against the time of day need.
@@ -181,63 +93,34 @@ void write_lltmp(ResultStream& stream, double time, const ResultRecord& r, const
 
 }  // namespace
 
-std::string result_path(const std::string& data_path, const char* extension) {
-  return boost::filesystem::path(data_path).replace_extension(extension).string();
-}
-
-void protect_input(const std::string& path) {
-  struct stat status {};
-
-  if (stat(path.c_str(), &status) == 0) {
-    result_files.inputs.push_back(identity(status));
-  }
-}
-
-bool is_protected(const std::string& path) {
-  struct stat status {};
-
-  return stat(path.c_str(), &status) == 0 && is_input(status);
-}
-
-bool open_result(ResultStream& stream, const std::string& data_path, const char* extension) {
-  stream = ResultStream();
-  stream.path = result_path(data_path, extension);
-  stream.descriptor = open_emptied(stream.path);
-  if (!stream.is_open()) {
-    warn("Can't open {}\n", stream.path);
-    return false;
-  }
-  stream.buffer.resize(buffer_size);
-  return true;
-}
-
-void open_result_files(const std::string& data_path, const char* station, double first_time) {
+void open_result_files(const DataHeader& header) {
   ResultFiles& files = result_files;
-  if (settings.write_az) {
-    for (const auto& [stream, extension] : {std::pair{&files.az, "az"}, {&files.caz, "caz"}}) {
-      if (open_result(*stream, data_path, extension) && settings.comment) {
-        write_header(*stream, station, first_time);
-      }
-    }
+  const bool az = settings.write_az;
+  const bool entropy = az && settings.entropy;
+  open_with_header(files.az, header, "az", az);
+  open_with_header(files.caz, header, "caz", az);
+  open_with_header(files.acr, header, "acr", settings.acr);
+  open_with_header(files.crs, header, "crs", entropy);
+  open_with_header(files.cre, header, "cre", entropy);
+  if (az && settings.partial) {
+    open_result(files.part, header.path, "part");
   }
-  if (settings.write_az && settings.partial) {
-    open_result(files.part, data_path, "part");
-  }
-  if (settings.write_az && settings.lltmp) {
-    open_result(files.lltmp, data_path, "lltmp");
+  if (az && settings.lltmp) {
+    open_result(files.lltmp, header.path, "lltmp");
   }
   if (settings.crn) {
-    open_result(files.crn, data_path, "crn");
+    open_result(files.crn, header.path, "crn");
   }
+}
+
+double center_shift(double frequency) {
+  return settings.center_time ? settings.cstep / frequency * 0.5 : 0;
 }
 
 void write_window(const ResultRecord& record, const WindowValues& values, const PairSeries& crs,
                   double frequency) {
   ResultFiles& files = result_files;
-  double time = record.time;
-  if (settings.center_time) {
-    time += settings.cstep / frequency * 0.5;  // half the step, not half the window: intended
-  }
+  const double time = record.time + center_shift(frequency);
   if (files.crn.is_open()) {
     for (const std::vector<double>& pair : crs) {
       put_general(files.crn, time / 60);
@@ -245,7 +128,16 @@ void write_window(const ResultRecord& record, const WindowValues& values, const 
     }
   }
   if (files.az.is_open()) {
-    write_az(files.az, time, record, values);
+    write_fixed(files.az, main_values(time, record, values));
+  }
+  if (files.cre.is_open()) {
+    write_fixed(files.cre, std::array{time, record.ent1, record.ent0, record.ent2});
+  }
+  if (files.crs.is_open()) {
+    write_crs(files.crs, time, values);
+  }
+  if (files.acr.is_open()) {
+    write_acr(files.acr, time, values);
   }
   if (files.caz.is_open()) {
     write_caz(files.caz, time, record);
@@ -256,17 +148,6 @@ void write_window(const ResultRecord& record, const WindowValues& values, const 
   if (files.lltmp.is_open()) {
     write_lltmp(files.lltmp, time, record, values);
   }
-}
-
-void write_series(ResultStream& stream, std::span<const double> values) {
-  if (!stream.is_open()) {
-    return;
-  }
-  for (const double value : values) {
-    put(stream, " ");
-    put_general(stream, value);
-  }
-  put(stream, "\n");
 }
 
 std::vector<HistogramBin> make_histogram(std::span<const ResultRecord> records, int size,
@@ -314,17 +195,29 @@ void write_histogram(const std::string& data_path, std::span<const HistogramBin>
   }
 }
 
+void write_passages(const DataHeader& header, std::span<const Passage> passages, double half_step) {
+  ResultStream& stream = result_files.vaz;
+  open_with_header(stream, header, "vaz", true);
+  if (!stream.is_open()) {
+    return;
+  }
+  for (const Passage& p : passages) {
+    put_fixed(stream, settings.nan_handler(p.start + half_step));
+    put_filtered(stream, std::chars_format::fixed,
+                 std::array{p.duration, p.first_az, p.last_az, p.turn, p.rate, p.vel2, p.quality});
+    put(stream, "\n");
+  }
+}
+
 void flush_result_files() {
   for (ResultStream* stream : all_streams()) {
-    if (stream->is_open()) {
-      flush(*stream);
-    }
+    flush_result(*stream);
   }
 }
 
 void close_result_files() {
   for (ResultStream* stream : all_streams()) {
-    close_stream(*stream);
+    close_result(*stream);
   }
 }
 

@@ -1,42 +1,22 @@
 #pragma once
-// The text result files of a run: opening, one write function for each kind of line, closing.
+// The text result files of a run: which are opened, and what their lines hold.
 
 #include <array>
 #include <cstddef>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "src/correlation.h"
 #include "src/result_record.h"
+#include "src/result_stream.h"
+#include "src/statistics.h"
 
 namespace tavrik {
 
-/// One result file being written. A file that is not open takes lines and drops them.
-struct ResultStream {
-  std::string path;
-  int descriptor = -1;   ///< -1 while not open
-  bool failed = false;   ///< a write failed and was reported; the rest is dropped
-  std::size_t used = 0;  ///< bytes of `buffer` that wait to be written
-  std::vector<char> buffer;
-
-  bool is_open() const { return descriptor >= 0; }
-};
-
-/// A file's identity, whatever path leads to it.
-struct FileIdentity {
-  unsigned long device = 0;
-  unsigned long inode = 0;
-
-  bool operator==(const FileIdentity&) const = default;
-};
-
 /// All result files of the run, process-wide so that their lines reach the disk whatever ends it.
 struct ResultFiles {
-  ResultStream az, caz, part, lltmp, crn, hst;
-  std::vector<FileIdentity> inputs;  ///< files that no result may overwrite
-  bool write_failed = false;         ///< some line was lost: the process ends with status 1
+  ResultStream az, caz, part, lltmp, crn, acr, crs, cre, hst, vaz;
 };
 
 inline ResultFiles result_files;
@@ -44,35 +24,33 @@ inline ResultFiles result_files;
 /// What the lines show of a window beside its record: one value for each channel, then for each
 /// pair.
 struct WindowValues {
-  std::array<double, 3> mvl{};           ///< mean absolute value, counts
-  std::array<double, 3> value_at_lag{};  ///< weighted correlation at the lag
-  Lags lags{};                           ///< samples
+  std::array<double, 3> mvl{};                               ///< mean absolute value, counts
+  std::array<double, 3> value_at_lag{};                      ///< weighted correlation at the lag
+  Lags lags{};                                               ///< samples
+  std::array<SpectralStatistics, 3> spectra{};                 ///< with --entropy
+  std::array<AutocorrelationStatistics, 3> autocorrelation{};  ///< with --acr
 };
 
-/// The data file's path with the extension of its last component replaced.
-std::string result_path(const std::string& data_path, const char* extension);
+/// What the files of a run say of its data.
+struct DataHeader {
+  std::string path;               ///< data file that the result files are named after
+  const char* station = nullptr;  ///< name of its station
+  double first_time = 0;          ///< of its first sample, seconds since 1970 UTC
+};
 
-/// Marks a file as one that no result may overwrite.
-void protect_input(const std::string& path);
+/// Opens the files that the settings ask for, except those that are written behind the last window.
+/// With --comment, writes the header, station name and first sample time, to az, caz, acr, crs and
+/// cre.
+void open_result_files(const DataHeader& header);
 
-/// Whether a path leads to a file that no result may overwrite.
-bool is_protected(const std::string& path);
-
-/// Opens a result file named after the data file and empties it. On failure, or when the file is
-/// one of the inputs, says "Can't open PATH" and leaves the stream closed.
-bool open_result(ResultStream& stream, const std::string& data_path, const char* extension);
-
-/// Opens the files that the settings ask for, except the histogram. With --comment, writes the
-/// header to the az and caz files: station name and first sample time, seconds since 1970 UTC.
-void open_result_files(const std::string& data_path, const char* station, double first_time);
+/// What --center-time adds to every time that is written: half the step, not half the window
+/// (intended); 0 without it. frequency: samples per second.
+double center_shift(double frequency);
 
 /// Writes one window to every open file. frequency: samples per second.
 /// crs: the weighted correlation series, for the crn file.
 void write_window(const ResultRecord& record, const WindowValues& values, const PairSeries& crs,
                   double frequency);
-
-/// One line: a blank before each value, then the line end.
-void write_series(ResultStream& stream, std::span<const double> values);
 
 /// The records that fall in one range of azimuths.
 struct HistogramBin {
@@ -88,6 +66,9 @@ std::vector<HistogramBin> make_histogram(std::span<const ResultRecord> records, 
 
 /// Writes the histogram file of the data file.
 void write_histogram(const std::string& data_path, std::span<const HistogramBin> bins);
+
+/// Writes the vaz file: one line for each passage. half_step: added to the times of their starts.
+void write_passages(const DataHeader& header, std::span<const Passage> passages, double half_step);
 
 /// Hands the lines written so far to the system.
 void flush_result_files();

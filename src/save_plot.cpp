@@ -13,7 +13,7 @@
 #include "src/display_state.h"
 #include "src/plot_surface.h"
 #include "src/result_plot.h"
-#include "src/results.h"
+#include "src/result_stream.h"
 #include "src/settings.h"
 
 namespace tavrik {

@@ -21,6 +21,10 @@ fftw_complex* allocate(std::size_t size) {
   return static_cast<fftw_complex*>(memory);
 }
 
+double squared_magnitude(const fftw_complex& bin) {
+  return bin[0] * bin[0] + bin[1] * bin[1];
+}
+
 }  // namespace
 
 Spectrum::Spectrum(std::size_t size) : size_(size), in_(allocate(size)), out_(allocate(size)) {
@@ -45,17 +49,25 @@ void Spectrum::set_channel(std::size_t channel, const std::int32_t* raw) {
   }
 }
 
-void Spectrum::average_magnitudes(std::span<double> average) {
+void Spectrum::transform() {
   fftw_execute(plan_);
+}
+
+void Spectrum::average_magnitudes(std::span<double> average) const {
   for (std::size_t k = 0; k < average.size(); ++k) {
     double sum = 0;
     for (std::size_t c = 0; c < n_channels; ++c) {
-      const fftw_complex& bin = out_[c * size_ + k];
-      sum += std::sqrt(bin[0] * bin[0] + bin[1] * bin[1]);
+      sum += std::sqrt(squared_magnitude(bin(c, k)));
     }
     average[k] = sum / n_channels;
   }
   average[0] = 0;
+}
+
+void Spectrum::channel_powers(std::size_t channel, std::span<double> powers) const {
+  for (std::size_t k = 0; k < powers.size(); ++k) {
+    powers[k] = squared_magnitude(bin(channel, k + 1));
+  }
 }
 
 }  // namespace tavrik

@@ -22,9 +22,15 @@ class Spectrum {
   /// Sets one channel (0..2) of the input from `size` raw samples.
   void set_channel(std::size_t channel, const std::int32_t* raw);
 
-  /// Transforms the input and averages the channels' magnitudes of the first average.size() bins
-  /// (at most `size`). Bin 0 is set to 0: the mean is no part of the spectrum's shape.
-  void average_magnitudes(std::span<double> average);
+  /// Transforms the input.
+  void transform();
+
+  /// Averages the channels' magnitudes of the first average.size() bins (at most `size`). Bin 0 is
+  /// set to 0: the mean is no part of the spectrum's shape.
+  void average_magnitudes(std::span<double> average) const;
+
+  /// Squared magnitudes of one channel's bins 1 to powers.size(), below `size`.
+  void channel_powers(std::size_t channel, std::span<double> powers) const;
 
  private:
   struct Free {
@@ -32,6 +38,10 @@ class Spectrum {
   };
 
   using Buffer = std::unique_ptr<fftw_complex[], Free>;
+
+  const fftw_complex& bin(std::size_t channel, std::size_t k) const {
+    return out_[channel * size_ + k];
+  }
 
   std::size_t size_;
   Buffer in_;

@@ -339,6 +339,7 @@ TEST_F(analyse, takes_loudness_from_the_raw_samples_and_nothing_else) {
       for (std::size_t c = 0; c < 3; ++c) {
         spectrum.set_channel(c, &plain[c][64 * w]);
       }
+      spectrum.transform();
       spectrum.average_magnitudes(magnitudes);
       EXPECT_EQ(records[w].slope, tavrik::line_fit(magnitudes).slope);
       const double factor = normalised ? 1 : 64;

@@ -36,6 +36,7 @@ ResultRecord some_record() {
   r.amp = 0.0000125;
   r.cprod = 0.5;
   r.slope = -2.25;
+  r.ent0 = 0.1, r.ent1 = 0.2, r.ent2 = 0.3;
   r.b12_13 = 1, r.b12_23 = 2, r.b13_23 = 3;
   r.a12_13 = 4, r.a12_23 = 5, r.a13_23 = 6e-6;
   r.v12 = 7, r.v13 = 8, r.v23 = 98765432;
@@ -43,7 +44,11 @@ ResultRecord some_record() {
   return r;
 }
 
-const WindowValues some_values = {{100.125, 101, 102}, {0.25, 0.5, 1}, {-1.5, 2, 15.9999999}};
+const WindowValues some_values = {{100.125, 101, 102},
+                                  {0.25, 0.5, 1},
+                                  {-1.5, 2, 15.9999999},
+                                  {{{0.1, 1.5, 2}, {0.2, 2.5, 3}, {0.3, 3.5, 4}}},
+                                  {{{1e6, 1, 4, 0.5}, {2e6, 2, 5, 0.6}, {3e6, 3, 6, 0.7}}}};
 const tavrik::PairSeries some_series = {{{0.5, 1, 0.25}, {0, nan, 0}, {1e-7, -1, 1234567}}};
 
 /// Result files of a data file in a folder of its own.
@@ -59,7 +64,7 @@ class results : public FreshState {
                     const WindowValues& values = some_values,
                     const tavrik::PairSeries& series = some_series) {
     support::CapturedStderr captured;
-    tavrik::open_result_files(folder / "rec.ko24", "tolmar", 1456812000.25);
+    tavrik::open_result_files({folder / "rec.ko24", "tolmar", 1456812000.25});
     for (const ResultRecord& record : records) {
       tavrik::write_window(record, values, series, 16.0);
     }
@@ -81,6 +86,7 @@ class results : public FreshState {
 };
 
 TEST_F(results, hold_one_line_for_each_window) {
+  settings.entropy = settings.acr = true;
   EXPECT_EQ(write({some_record()}), "");
   const std::map<std::string, std::string> expected = {
       {"az",
@@ -90,6 +96,13 @@ TEST_F(results, hold_one_line_for_each_window) {
       {"part", "2.42802e+07 1 2 3 4 5 6e-06 7 8 9.87654e+07\n"},
       {"lltmp",
        "0 0 1.45681e+09 123.457 341.5 100.125 101 102 0.25 0.5 1 -1.5 2 16 -2.25 10 11 12.3457\n"},
+      {"cre", "0 0 1456812000.500000 0.200000 0.100000 0.300000\n"},
+      {"crs",
+       "0 0 1456812000.500000 0.100000 1.500000 2.000000 0.200000 2.500000 3.000000 0.300000 "
+       "3.500000 4.000000\n"},
+      {"acr",
+       "0 0 1456812000.500000 1000000.000000 1.000000 4.000000 0.500000 2000000.000000 2.000000 "
+       "5.000000 0.600000 3000000.000000 3.000000 6.000000 0.700000\n"},
       {"crn", "2.42802e+07 0.5 1 0.25\n2.42802e+07 0 nan 0\n2.42802e+07 1e-07 -1 1.23457e+06\n"},
   };
   EXPECT_EQ(files(), expected);
@@ -199,6 +212,18 @@ TEST_F(results, have_room_for_the_largest_numbers) {
   EXPECT_EQ(count, windows);
 }
 
+TEST_F(results, hold_one_line_for_each_passage) {
+  settings.comment = settings.center_time = true;
+  const tavrik::Passage passage = {1000, 12, 350, 20.5, 30.5, 2.5, 340, nan};
+  support::CapturedStderr captured;
+  tavrik::write_passages({folder / "rec.ko24", "tolmar", 1000}, std::vector{passage, passage}, 0.5);
+  tavrik::close_result_files();
+  EXPECT_EQ(captured.take(), "Warning: encountered a Nan\nWarning: encountered a Nan\n");
+  const std::string line =
+      "1000.500000 12.000000 350.000000 20.500000 30.500000 2.500000 340.000000 0.000000\n";
+  EXPECT_EQ(files()["vaz"], "# tolmar 1000 \"Center time adjusted\"\n" + line + line);
+}
+
 TEST(result_path, replaces_the_extension_of_the_last_component) {
   const std::map<std::string, std::string> table = {{"rec.ko24", "rec.az"},
                                                     {"rec", "rec.az"},
@@ -216,7 +241,7 @@ TEST_F(results, do_without_a_file_that_can_not_be_opened) {
   std::filesystem::create_directory(folder / "rec.az");
   EXPECT_EQ(write({some_record()}), "Can't open " + (folder / "rec.az") + "\n");
   EXPECT_EQ(folder.read("rec.caz").substr(0, 8), "360.0083");
-  EXPECT_FALSE(result_files.write_failed);
+  EXPECT_FALSE(tavrik::result_state.write_failed);
 }
 
 TEST_F(results, do_without_a_file_that_can_not_be_written) {
@@ -224,7 +249,7 @@ TEST_F(results, do_without_a_file_that_can_not_be_written) {
   EXPECT_EQ(write(std::vector(2000, some_record())), "Can't write " + (folder / "rec.az") + "\n");
   const std::string caz = folder.read("rec.caz");
   EXPECT_EQ(std::count(caz.begin(), caz.end(), '\n'), 2000);
-  EXPECT_TRUE(result_files.write_failed);
+  EXPECT_TRUE(tavrik::result_state.write_failed);
 }
 
 TEST_F(results, replace_older_ones_but_never_an_input) {

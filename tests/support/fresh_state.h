@@ -53,6 +53,7 @@ class FreshState : public testing::Test {
     tavrik::array_geometry = {};
     tavrik::correlation = {};
     tavrik::result_files = {};
+    tavrik::result_state = {};
     tavrik::display_state = {};
     tavrik::plot_surface = {};
     tavrik::picture_failed = false;

@@ -1,0 +1,182 @@
+// Spectral entropy, autocorrelation, passages.
+
+#include "src/statistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace tavrik {
+
+namespace {
+
+constexpr std::size_t n_windows_least = 4;
+
+/// Smoothed samples without their mean.
+void smooth(std::span<const double> x, std::span<double> out) {
+  const std::size_t last = x.size() - 1;
+  out[0] = (2 * x[0] + x[1]) / 3;
+  for (std::size_t i = 1; i < last; ++i) {
+    out[i] = 0.25 * x[i - 1] + 0.5 * x[i] + 0.25 * x[i + 1];
+  }
+  out[last] = (x[last - 1] + 2 * x[last]) / 3;
+  const double mean = std::accumulate(out.begin(), out.end(), 0.0) / static_cast<double>(x.size());
+  for (double& value : out) {
+    value -= mean;
+  }
+}
+
+/// Where the parabola through (0, y0), (1, y1), (2, y2) with y0 > 0 >= y1 first is 0.
+double parabola_zero(double y0, double y1, double y2) {
+  const double a = (y2 - 2 * y1 + y0) / 2;
+  const double b = y1 - y0 - a;
+  return 2 * y0 /
+         (-b + std::sqrt(std::max(0.0, b * b - 4 * a * y0)));  // the root that loses no digits
+}
+
+/// Top of the parabola through (-1, y0), (0, y1), (1, y2), where y1 is above one of its neighbours
+/// and below neither.
+struct Top {
+  double offset, value;
+};
+
+Top parabola_top(double y0, double y1, double y2) {
+  const double slope = (y2 - y0) / 2;
+  const double curvature = y0 - 2 * y1 + y2;
+  const double offset = -slope / curvature;
+  return {offset, y1 + slope * offset / 2};
+}
+
+/// The highest maximum of r behind a lag, above 0 and not at the end of the range; 0 if there is
+/// none.
+std::size_t highest_maximum(std::span<const double> r, std::size_t behind) {
+  std::size_t best = 0;
+  for (std::size_t lag = behind + 1; lag + 1 < r.size(); ++lag) {
+    const bool is_maximum = r[lag] >= r[lag - 1] && r[lag] > r[lag + 1];
+    if (is_maximum && r[lag] > 0 && (best == 0 || r[lag] > r[best])) {
+      best = lag;
+    }
+  }
+  return best;
+}
+
+/// From one azimuth to the next on the shorter way, clockwise above 0; NaN where there is no such
+/// way.
+double fold(double step) {
+  return std::remainder(step, 360.0);
+}
+
+/// 1 clockwise, -1 counter-clockwise, 0 for none of them.
+int sense(double step) {
+  const double turn = std::fabs(step);
+  if (!(turn > 0 && turn < 180)) {
+    return 0;
+  }
+  return step > 0 ? 1 : -1;
+}
+
+Passage summarise(std::span<const ResultRecord> run) {
+  Passage passage;
+  passage.start = run.front().time;
+  passage.duration = run.back().time - run.front().time;
+  passage.first_az = run.front().az;
+  passage.last_az = run.back().az;
+  for (std::size_t i = 0; i < run.size(); ++i) {
+    passage.turn += i > 0 ? fold(run[i].az - run[i - 1].az) : 0;
+    passage.vel2 += run[i].vel2;
+    passage.quality += run[i].quality;
+  }
+  passage.rate = passage.turn / passage.duration;
+  passage.vel2 /= static_cast<double>(run.size());
+  passage.quality /= static_cast<double>(run.size());
+  return passage;
+}
+
+}  // namespace
+
+SpectralStatistics spectral_statistics(std::span<const double> power, double bin_width) {
+  SpectralStatistics result;
+  const double total = std::accumulate(power.begin(), power.end(), 0.0);
+  if (!(total > 0)) {
+    return result;
+  }
+  double sum = 0;
+  double mean_bin = 0;
+  for (std::size_t i = 0; i < power.size(); ++i) {
+    const double share = power[i] / total;
+    sum -= share > 0 ? share * std::log(share) : 0;
+    mean_bin += share * static_cast<double>(i + 1);
+  }
+  const auto highest = std::max_element(power.begin(), power.end()) - power.begin();
+  result.entropy = sum / std::log(static_cast<double>(power.size()));
+  result.peak_frequency = static_cast<double>(highest + 1) * bin_width;
+  result.centroid = mean_bin * bin_width;
+  return result;
+}
+
+Autocorrelation::Autocorrelation(std::size_t size) : max_lag_(size / 2), sums_(2 * max_lag_ + 1) {
+  smoothed_.resize(size, max_lag_);
+}
+
+AutocorrelationStatistics Autocorrelation::measure(std::span<const double> samples,
+                                                   double frequency) {
+  AutocorrelationStatistics result;
+  smooth(samples, smoothed_.samples());
+  lag_sums(smoothed_, smoothed_, max_lag_, sums_);
+  const std::span<double> r = std::span(sums_).subspan(max_lag_);
+  const double energy = r[0];
+  if (!(energy > 0)) {
+    return result;
+  }
+  result.variance = energy / static_cast<double>(samples.size() - 1);
+  for (double& value : r) {
+    value /= energy;
+  }
+  const auto crossing = std::find_if(r.begin(), r.end() - 1, [](double v) { return v <= 0; });
+  if (crossing == r.end() - 1) {
+    return result;
+  }
+  const auto zero = static_cast<std::size_t>(crossing - r.begin());
+  result.zero_lag =
+      (static_cast<double>(zero - 1) + parabola_zero(r[zero - 1], r[zero], r[zero + 1])) /
+      frequency;
+  const std::size_t maximum = highest_maximum(r, zero);
+  if (maximum > 0) {
+    const Top top = parabola_top(r[maximum - 1], r[maximum], r[maximum + 1]);
+    result.period = (static_cast<double>(maximum) + top.offset) / frequency;
+    result.period_value = top.value;
+  }
+  return result;
+}
+
+std::vector<Passage> find_passages(std::span<const ResultRecord> records,
+                                   std::span<const std::size_t> breaks, double level) {
+  std::vector<Passage> passages;
+  std::size_t first = 0;  // of the run at work
+  int run_sense = 0;
+  const auto end_run = [&](std::size_t last) {
+    if (run_sense != 0 && last + 1 - first >= n_windows_least) {
+      passages.push_back(summarise(records.subspan(first, last + 1 - first)));
+    }
+  };
+  auto next_break = breaks.begin();
+  for (std::size_t i = 1; i < records.size(); ++i) {
+    while (next_break != breaks.end() && *next_break < i) {
+      ++next_break;
+    }
+    const bool connected = (next_break == breaks.end() || *next_break != i) &&
+                           records[i - 1].quality >= level && records[i].quality >= level;
+    const int step = connected ? sense(fold(records[i].az - records[i - 1].az)) : 0;
+    if (step != run_sense) {
+      end_run(i - 1);
+      first = i - 1;
+      run_sense = step;
+    }
+  }
+  if (!records.empty()) {
+    end_run(records.size() - 1);
+  }
+  return passages;
+}
+
+}  // namespace tavrik

@@ -24,9 +24,9 @@ inline ResultFiles result_files;
 /// What the lines show of a window beside its record: one value for each channel, then for each
 /// pair.
 struct WindowValues {
-  std::array<double, 3> mvl{};                               ///< mean absolute value, counts
-  std::array<double, 3> value_at_lag{};                      ///< weighted correlation at the lag
-  Lags lags{};                                               ///< samples
+  std::array<double, 3> mvl{};                                 ///< mean absolute value, counts
+  std::array<double, 3> value_at_lag{};                        ///< weighted correlation at the lag
+  Lags lags{};                                                 ///< samples
   std::array<SpectralStatistics, 3> spectra{};                 ///< with --entropy
   std::array<AutocorrelationStatistics, 3> autocorrelation{};  ///< with --acr
 };

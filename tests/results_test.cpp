@@ -19,7 +19,6 @@
 namespace {
 
 using tavrik::HistogramBin;
-using tavrik::result_files;
 using tavrik::ResultRecord;
 using tavrik::settings;
 using tavrik::WindowValues;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <benchmark/benchmark.h>
+#include <cmath>
 #include <malloc.h>
 #include <string>
 
@@ -22,6 +23,7 @@
 #include "src/results.h"
 #include "src/settings.h"
 #include "src/spectrum.h"
+#include "src/statistics.h"
 
 namespace {
 
@@ -103,6 +105,30 @@ void correlation(benchmark::State& state) {
   count_windows(state, 1);
 }
 
+void spectral_entropy(benchmark::State& state) {
+  std::vector<double> powers(256);  // of a window of 512, which --entropy asks for
+  for (std::size_t k = 0; k < powers.size(); ++k) {
+    powers[k] = std::pow(day().channel(0)[k], 2);
+  }
+  for (auto _ : state) {
+    for (int c = 0; c < 3; ++c) {
+      benchmark::DoNotOptimize(tavrik::spectral_statistics(powers, 0.035));
+    }
+  }
+  count_windows(state, 1);
+}
+
+void autocorrelation(benchmark::State& state) {
+  tavrik::Autocorrelation autocorrelation(length);
+  std::vector<double> samples(day().channel(0), day().channel(0) + length);
+  for (auto _ : state) {
+    for (int c = 0; c < 3; ++c) {
+      benchmark::DoNotOptimize(autocorrelation.measure(samples, 18));
+    }
+  }
+  count_windows(state, 1);
+}
+
 void direction(benchmark::State& state) {
   use_day_settings();
   tavrik::ResultRecord record;
@@ -150,6 +176,8 @@ BENCHMARK(whole_day)->Unit(benchmark::kMillisecond);
 BENCHMARK(reading)->Unit(benchmark::kMillisecond);
 BENCHMARK(correlation);
 BENCHMARK(transform);
+BENCHMARK(spectral_entropy);
+BENCHMARK(autocorrelation);
 BENCHMARK(direction);
 BENCHMARK(writing);
 BENCHMARK(picture)->Unit(benchmark::kMillisecond);

@@ -49,14 +49,17 @@ void repaint() {
 
 // -- opening -------------------------------------------------------------------------------------
 
+bool is_x11() {
+  return std::strcmp(SDL_GetCurrentVideoDriver(), "x11") == 0;
+}
+
 /// By how much a window has to be enlarged to be about as large as on a usual screen. X11 leaves
 /// that to its programs; other systems do it themselves.
 int usual_scale(int width, int height) {
   constexpr float usual_dots_per_inch = 96;
   float dots_per_inch = usual_dots_per_inch;
   SDL_Rect room;
-  if (std::strcmp(SDL_GetCurrentVideoDriver(), "x11") != 0 ||
-      SDL_GetDisplayDPI(0, &dots_per_inch, nullptr, nullptr) != 0 ||
+  if (!is_x11() || SDL_GetDisplayDPI(0, &dots_per_inch, nullptr, nullptr) != 0 ||
       SDL_GetDisplayUsableBounds(0, &room) != 0) {
     return 1;
   }
@@ -77,11 +80,13 @@ const char* open_window(int width, int height) {
   // shows nothing is taken only if the environment names it.
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
-  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");  // still pictures need no 3D hardware
   // Wayland's library complains on the error stream where its server is not running.
   SDL_SetHint(SDL_HINT_VIDEODRIVER, SDL_getenv("WAYLAND_DISPLAY") ? "x11,wayland" : "x11");
   if (SDL_Init(SDL_INIT_VIDEO) != 0) {
     return "could not find suitable video driver";
+  }
+  if (is_x11()) {
+    SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");  // else the window is replaced when shown
   }
   const int scale = usual_scale(width, height);
   screen.window = SDL_CreateWindow(
@@ -92,7 +97,7 @@ const char* open_window(int width, int height) {
     return "could not find suitable video mode";
   }
   screen.picture = SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_XRGB8888);
-  if (screen.picture == nullptr) {
+  if (screen.picture == nullptr || SDL_GetWindowSurface(screen.window) == nullptr) {
     close_window();
     return "could not set color mode";
   }

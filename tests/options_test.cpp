@@ -143,7 +143,7 @@ TEST_F(options, set_and_say_what_they_name) {
   const auto no_step = [](const std::string& n) {
     return "Warning: Stepsize out of range: 1 <= " + n + " <= 512.\nUsing default stepsize (128)\n";
   };
-  const std::string no_type = "Warning: Type out of range: 0 <= 7 < 3.\nUsing default type (0)\n";
+  const std::string no_type = "Warning: Type out of range: 0 <= 3 < 3.\nUsing default type (0)\n";
   const std::string no_level = "Warning: filter level out of range 0-1: 0\n";
   const std::string too_short = "Warning: --entropy needs -l512\n";
   expect_settings({
@@ -197,14 +197,14 @@ TEST_F(options, set_and_say_what_they_name) {
       {"--webb-defaults|--web-defaults|--strip-path --webb-d", web_defaults()},
       {"--webb|--web|--webb --no-save-and-exit", web},
       {"-t2 --web", web, "Type is 2 (maxamp)\n"},
-      {"-l 8x -l 7", nothing, "Length is 8\n" + no_length("7")},
+      {"-l 7 -l 8x", set(&S::clength, 8), no_length("7") + "Length is 8\n"},
       {"-L512 -l 513", nothing, "Length is 512\n" + no_length("513")},
       {"-l -1", nothing, no_length("18446744073709551615")},
       {"-s 1 -s 0", nothing, "Stepsize is 1\n" + no_step("0")},
       {"-s 513 -S512", set(&S::cstep, 512), no_step("513") + "Stepsize is 512\n"},
       {"-t 12|-t maxcrs", maxcrs, "Type is 1 (maxcrs)\n"},
       {"-t maxamp -T0|-t2 -t normal", nothing, "Type is 2 (maxamp)\nType is 0 (normal)\n"},
-      {"-t 1 -t 78", nothing, "Type is 1 (maxcrs)\n" + no_type},
+      {"-t 1 -t 38", nothing, "Type is 1 (maxcrs)\n" + no_type},
       {"-t -1", maxcrs, "Warning: Illegal type: -1\n"},
       {"-h.5 -H", set(&S::histogram, true, &S::crsfilter, 0.5), "", "0.5"},
       {"-H1", set(&S::histogram, true, &S::crsfilter, 1), "", "1"},
@@ -215,7 +215,7 @@ TEST_F(options, set_and_say_what_they_name) {
       {"--fcmin -c", nothing, "?? getopt returned character code 401 ??\n"},
       // Quiet is looked at where an option is read.
       {"-l 128 --quiet -s 128 -t0", quiet, "Length is 128\n"},
-      {"--quiet -l 7 -s 0 -t 7", quiet, no_length("7") + no_step("0") + no_type},
+      {"--quiet -l 7 -s 0 -t 3", quiet, no_length("7") + no_step("0") + no_type},
       {"--quiet --where", quiet, "?? getopt returned character code 405 ??\n"},
   });
 }

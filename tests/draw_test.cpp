@@ -111,6 +111,20 @@ TEST_F(draw, lines_between_any_coordinates_are_nearest_to_the_true_line) {
   }
 }
 
+TEST_F(draw, circles_are_nearest_to_the_true_ones) {
+  for (int radius = 1; radius < 40; ++radius) {
+    Pixels expected;
+    for (int i = 0; i < width * height; ++i) {
+      const int x = i % width - 20, y = i / width - 15;
+      const int error = x * x + y * y - radius * radius, bound = std::max(std::abs(x), std::abs(y));
+      if (error >= -bound && error < bound) {
+        expected.insert({i % width, i / width});
+      }
+    }
+    EXPECT_EQ(drawn([radius] { gr::circle(20, 15, radius, 1); }), expected) << radius;
+  }
+}
+
 TEST_F(draw, extreme_shapes_and_scaled_ones_are_the_same_as_plain_ones) {
   const std::vector<std::uint8_t> three_two = {3, 2}, none = {0, 0};
   const gr::LineOption dashed = {1, 1, three_two}, solid = {1, 1, none};
@@ -124,10 +138,11 @@ TEST_F(draw, extreme_shapes_and_scaled_ones_are_the_same_as_plain_ones) {
       {pan, [&] { gr::custom_line(-2000000000, 3, most, 3, dashed); },
        [&] { gr::custom_line(0, 3, 40, 3, dashed); }},
       {pan, [] { gr::line(least, least, most, most, 1); }, [] { gr::line(0, 0, 30, 30, 1); }},
-      {pan, [] { gr::filled_box(most, least, least, most, 1); }, [] { gr::clear_screen(1); }},
+      {pan, [] { gr::filled_box(most, most, least, least, 1); }, [] { gr::clear_screen(1); }},
       {pan, [] { gr::box(most, 5, least, most, 1); }, [] { gr::line(0, 5, 40, 5, 1); }},
       {pan, [] { gr::circle(20, most, most, 1); }, [] { gr::line(0, 0, 40, 0, 1); }},
       {pan, [] { gr::circle(most, 20, most - 5, 1); }, [] { gr::line(5, 0, 5, 30, 1); }},
+      {pan, [] { gr::circle(7, 9, 0, 1); }, [] { gr::plot_pixel(7, 9, 1); }},
       {half, [] { gr::circle(1040, -30, 10, 1); }, [] { gr::circle(20, 15, 5, 1); }},
       {{0, 0, 3, 3}, [] { gr::line(-1000000000, 1, 2, 1, 1); }, [] { gr::line(0, 10, 27, 10, 1); }},
       {{least, 0, most, 1},

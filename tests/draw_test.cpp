@@ -39,10 +39,11 @@ class draw : public testing::Test {
     shape();
     Pixels pixels;
     const std::vector<std::uint8_t>& screen = gr::surface.screen.pixels;
-    for (auto i = std::find(screen.begin(), screen.end(), 1); i != screen.end();
-         i = std::find(i + 1, screen.end(), 1)) {
-      const auto number = static_cast<int>(i - screen.begin());
-      pixels.insert({number % gr::GrSizeX(), number / gr::GrSizeX()});
+    for (std::size_t i = 0; i < screen.size(); ++i) {
+      if (screen[i] == 1) {
+        const auto number = static_cast<int>(i);
+        pixels.insert({number % gr::GrSizeX(), number / gr::GrSizeX()});
+      }
     }
     return pixels;
   }

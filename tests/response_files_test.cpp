@@ -37,21 +37,18 @@ TEST_F(response_files, become_their_lines) {
   const std::pair<std::string, Arguments> table[] = {
       {"-c\n-s 64\na.dat", {"-c", "-s 64", "a.dat"}},
       {"# all\n-c\n#\n #kept\n-c # kept\n", {"-c", " #kept", "-c # kept"}},
-      {"\n-c\n\n", {"", "-c", ""}},
       {"-c\r\n\r\n-s\rx\r\n#c\r\n", {"-c", "", "-s\rx"}},
       {long_line + "\n" + long_line + "\n-c\n", {long_line, long_line, "-c"}},
       {" -c \n\t\n", {" -c ", "\t"}},
       {"@missing\n$missing\n@\n$\n", {"@missing", "$missing", "@", "$"}},
-      {"#\n# -c\n", {}},
   };
   for (const auto& [contents, lines] : table) {
     const std::string path = folder.write("arguments", contents);
     EXPECT_EQ(expand({"@" + path}), lines);
     EXPECT_EQ(expand({"$" + path}), lines);
   }
-}
 
-TEST_F(response_files, are_only_what_can_be_read) {
+  // What can't be read stays.
   const Arguments given = {
       "a@b", "", "@", "$", "@" + folder / "missing", "@" + folder.path().string()};
   EXPECT_EQ(expand(given), given);

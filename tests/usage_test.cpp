@@ -51,14 +51,11 @@ TEST_F(usage_text, shows_defaults_whatever_was_given_but_the_joining_in_force) {
 }
 
 TEST_F(usage_text, ends_with_the_keys_and_the_versions) {
-  const std::string last_key = "  F/S        Save complete image as .png                      \n";
-  const std::string text = show("tavrik");
-  ASSERT_THAT(text, HasSubstr(last_key));
-  EXPECT_THAT(
-      text.substr(text.find(last_key) + last_key.size()),
-      testing::MatchesRegex("tavrik Version [^\n]+ [A-Z][a-z][a-z] [ 0-9][0-9] 20[0-9][0-9] "
-                            "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] [^\n]+\n[^\n]+\n[^\n]+\n"
-                            "Using libkorla Ver: [^\n]+\n"));
+  EXPECT_THAT(show("tavrik"), testing::ContainsRegex(
+                                  "  F/S        Save complete image as .png {22}\n"
+                                  "tavrik Version [^\n]+ [A-Z][a-z][a-z] [ 0-9][0-9] 20[0-9][0-9] "
+                                  "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] [^\n]+\n[^\n]+\n[^\n]+\n"
+                                  "Using libkorla Ver: [^\n]+\n$"));
 }
 
 }  // namespace

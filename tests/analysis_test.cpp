@@ -110,6 +110,7 @@ TEST_F(analyse, takes_windows_in_the_range_that_end_before_the_last_sample) {
     settings.range_t0 = start + row.from;
     settings.range_t1 = start + row.to;
     const Records records = run({write("a.ko24", noise(row.n_samples))});
+    EXPECT_EQ(said.empty(), row.n_samples > row.length) << said;
     ASSERT_EQ(records.size(), row.windows);
     for (std::size_t w = 0; w < records.size(); ++w) {
       EXPECT_EQ(records[w].time, start + row.first + static_cast<double>(w) * row.step / 8);
@@ -227,10 +228,12 @@ TEST_F(analyse, correlates_a_channel_with_itself_in_full_and_with_a_dead_one_not
   constexpr double full = 63.0 / (4 * 2 * 16);
   EXPECT_NEAR(run({write("a.ko24", same)}).at(1).cprod, full * full * full, 1e-12);
   EXPECT_NEAR(tavrik::correlation.crn[1].at(16), 1, 1e-12);
+  const auto steady = [](int sample) { return std::vector<std::int32_t>(129, sample); };
+  EXPECT_EQ(run({write("b.ko24", {steady(3), steady(-6), steady(12)})}).at(0).amp, 7);
   for (std::size_t dead = 0; dead < 3; ++dead) {
     SCOPED_TRACE(dead);
     Channels channels = same;
-    channels[dead].assign(129, 5000);
+    channels[dead] = steady(5000);
     for (const ResultRecord& record : run({write("a.ko24", channels)})) {
       EXPECT_NEAR(record.cmax12, dead == 2 ? full : 0, 1e-12);
       EXPECT_NEAR(record.cmax13, dead == 1 ? full : 0, 1e-12);
@@ -306,6 +309,19 @@ TEST_F(analyse, looks_for_coordinates_beside_the_data) {
   expect("Coord-file: " + settings.coord_file + "\n", -99);
   settings.coord_file = folder / "none";
   expect(missing + "\n75:270.000057", -75);
+  settings.coord_file = folder.write("line", "h\n1 2 3\n0 0\n-80 0.01\n-160 0\n");
+  run({data});
+  EXPECT_THAT(said,
+              HasSubstr("WARNING: the microphones stand in a line: directions are ambiguous\n"));
+}
+
+TEST_F(analyse, never_overwrites_what_it_reads) {
+  settings.write_az = true;
+  const std::string path = write("a.az", noise(300));
+  const std::string before = folder.read("a.az");
+  run({path});
+  EXPECT_THAT(said, HasSubstr("Can't open " + path + "\n"));
+  EXPECT_EQ(folder.read("a.az"), before);
 }
 
 TEST_F(analyse, gives_the_same_bytes_for_one_file_and_for_its_parts) {

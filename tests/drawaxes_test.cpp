@@ -45,8 +45,9 @@ class drawaxes : public FreshState {
   }
 
   static bool is_drawn(int x, int y) {
-    const auto place = static_cast<std::size_t>(y * gr::GrSizeX() + x);
-    return gr::surface.screen.pixels.at(place) == plot_surface.foreground;
+    const auto row = static_cast<std::size_t>(y), width = static_cast<std::size_t>(gr::GrSizeX());
+    return gr::surface.screen.pixels.at(row * width + static_cast<std::size_t>(x)) ==
+           plot_surface.foreground;
   }
 
   static Places columns_in_row(int y) {

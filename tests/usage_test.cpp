@@ -40,10 +40,8 @@ TEST_F(usage_text, shows_defaults_whatever_was_given_but_the_joining_in_force) {
   tavrik::settings.maxdelay = 20;
   tavrik::settings.join = false;
   const std::string text = show("tavrik");
-  EXPECT_THAT(
-      text,
-      HasSubstr(
-          "\n -s #             Steplength (128).\n -l #             Correlationslength (128).\n"));
+  EXPECT_THAT(text, HasSubstr(" Steplength (128).\n"));
+  EXPECT_THAT(text, HasSubstr(" Correlationslength (128).\n"));
   EXPECT_THAT(text, HasSubstr(" 2=maxamp) (Default: 0).\n"));
   EXPECT_THAT(text, HasSubstr(" crosscorrelation steps. (Default: 16)\n"));
   EXPECT_THAT(text, HasSubstr(" --[no-]join      Join several files (default: no-join)\n"));

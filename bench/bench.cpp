@@ -94,7 +94,7 @@ void correlation(benchmark::State& state) {
   for (auto _ : state) {
     for (std::size_t p = 0; p < 3; ++p) {
       const auto [a, b] = tavrik::pair_channels[p];
-      tavrik::lag_sums(window[a], window[b], max_lag, work.sums);
+      tavrik::lag_sums(window[a], window[b], -static_cast<std::ptrdiff_t>(max_lag), work.sums);
       tavrik::correlate_weighted(work.sums, work.divisors, work.crs[p]);
       tavrik::correlate_normalised(work.sums, 128.0, 128.0, work.crn[p]);
       tavrik::divide_by_peak(work.crs[p], work.crs_norm[p]);

@@ -158,10 +158,11 @@ void prepare_window(WindowWork& work, ResultRecord& record) {
 }
 
 void correlate_pairs(WindowWork& work, ResultRecord& record) {
+  const auto first_lag = -static_cast<std::ptrdiff_t>(correlation.max_lag);
   std::array<double, 3> cmax;
   for (std::size_t p = 0; p < pair_channels.size(); ++p) {
     const auto [a, b] = pair_channels[p];
-    lag_sums(work.window[a], work.window[b], correlation.max_lag, correlation.sums);
+    lag_sums(work.window[a], work.window[b], first_lag, correlation.sums);
     correlate_weighted(correlation.sums, correlation.divisors, correlation.crs[p]);
     correlate_normalised(correlation.sums, work.energy[a], work.energy[b], correlation.crn[p]);
     cmax[p] = divide_by_peak(correlation.crs[p], correlation.crs_norm[p]);
@@ -237,7 +238,8 @@ class Watch {
 };
 
 /// Walks the windows. The last one ends before the last sample: intended. Returns whether it went
-/// to the end. breaks: takes the numbers of the run's records before which a window was skipped.
+/// to the end. breaks: takes the numbers of the run's records that do not follow their predecessor
+/// by one step: a window was skipped, or there is a hole between them.
 bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records,
                   std::vector<std::size_t>& breaks) {
   const std::size_t begin = records.size();
@@ -245,6 +247,8 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
   const double duration = static_cast<double>(length) / work.frequency;
+  const double longest_step = static_cast<double>(step + 1) / work.frequency;
+  std::size_t following = 0;  // start of the window that follows the last one
   if (n > length) {
     records.reserve(records.size() + (n - length - 1) / step + 1);
   }
@@ -257,11 +261,17 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
       break;
     }
     if (duration < data.times[i + length - 1] - data.times[i]) {
-      breaks.push_back(records.size() - begin);
       continue;  // a hole in the window
     }
     const ResultRecord record = analyse_window(work, data, i);
     write_window(record, work.values, correlation.crs, work.frequency);
+    if (records.size() > begin) {
+      const double passed = record.time - records.back().time;
+      if (i != following || !(passed > 0 && passed <= longest_step)) {
+        breaks.push_back(records.size() - begin);
+      }
+    }
+    following = i + step;
     records.push_back(record);
     if (!watch.look(i, n)) {
       return false;

@@ -10,7 +10,7 @@ namespace tavrik {
 namespace {
 
 /// Lags that one pass adds up: enough for the usual 33 lags in a single pass.
-constexpr std::size_t tile_lags = 40;
+constexpr std::ptrdiff_t tile_lags = 40;
 
 /// Adds up `tile_lags` neighbouring lags. b: the second signal at the first of them.
 /// lanes: doubles in one vector; the compiler turns a vector that the machine lacks into parts.
@@ -49,17 +49,17 @@ void sum_tile_portable(const double* a, const double* b, std::size_t size, doubl
 }
 
 template <SumTile sum_tile_here>
-void lag_sums_by(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+void lag_sums_by(const PaddedSignal& a, const PaddedSignal& b, std::ptrdiff_t first_lag,
                  std::span<double> sums) {
   std::fill(sums.begin(), sums.end(), 0.0);
   const std::size_t size = a.samples().size();
-  const std::size_t reach = b.reach();
-  const double* first_lag = b.samples().data() - reach;
-  const std::span<double> reached = sums.subspan(max_lag - reach, 2 * reach + 1);
+  const auto reach = static_cast<std::ptrdiff_t>(b.reach());
+  const std::ptrdiff_t end =
+      std::min(first_lag + static_cast<std::ptrdiff_t>(sums.size()), reach + 1);
   double tile[tile_lags];
-  for (std::size_t done = 0; done < reached.size(); done += tile_lags) {
-    sum_tile_here(a.samples().data(), first_lag + done, size, tile);
-    std::copy_n(tile, std::min(tile_lags, reached.size() - done), reached.begin() + done);
+  for (std::ptrdiff_t lag = std::max(first_lag, -reach); lag < end; lag += tile_lags) {
+    sum_tile_here(a.samples().data(), b.samples().data() + lag, size, tile);
+    std::copy_n(tile, std::min(tile_lags, end - lag), sums.begin() + (lag - first_lag));
   }
 }
 
@@ -88,9 +88,9 @@ std::vector<LagSums> usable_lag_sums() {
   return usable;
 }
 
-void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::ptrdiff_t first_lag,
               std::span<double> sums) {
-  best_lag_sums(a, b, max_lag, sums);
+  best_lag_sums(a, b, first_lag, sums);
 }
 
 }  // namespace tavrik

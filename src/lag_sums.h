@@ -1,6 +1,6 @@
 #pragma once
 // The innermost loop of the program: sums of products of two signals over a range of lags. Used by
-// the correlation alone.
+// the correlation of pairs and by the autocorrelation.
 
 #include <cstddef>
 #include <span>
@@ -29,15 +29,15 @@ class PaddedSignal {
   std::vector<double> storage_;
 };
 
-/// sums[L + max_lag] = sum over i of a[i] * b[i + L], for L from -max_lag to max_lag, where both
-/// indices lie in the signals; an empty sum is 0. The order of summation is that of i, and every
-/// instruction set gives the same bytes.
-/// a and b: of one size, made for this max_lag. sums: 2 * max_lag + 1 values.
-void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+/// sums[k] = sum over i of a[i] * b[i + L], L = first_lag + k, where both indices lie in the
+/// signals; an empty sum is 0. The order of summation is that of i, and every instruction set gives
+/// the same bytes.
+/// a and b: of one size, made for the lags that are asked for.
+void lag_sums(const PaddedSignal& a, const PaddedSignal& b, std::ptrdiff_t first_lag,
               std::span<double> sums);
 
 /// A variant of `lag_sums` for one instruction set.
-using LagSums = void (*)(const PaddedSignal& a, const PaddedSignal& b, std::size_t max_lag,
+using LagSums = void (*)(const PaddedSignal& a, const PaddedSignal& b, std::ptrdiff_t first_lag,
                          std::span<double> sums);
 
 /// The variants that this machine can run, the widest first, which is what `lag_sums` uses.

@@ -21,14 +21,13 @@ struct ResultFiles {
 
 inline ResultFiles result_files;
 
-/// What the lines show of a window beside its record: one value for each channel, then for each
-/// pair.
+/// What the lines show of a window beside its record: values of channels or of pairs.
 struct WindowValues {
-  std::array<double, 3> mvl{};                                 ///< mean absolute value, counts
-  std::array<double, 3> value_at_lag{};                        ///< weighted correlation at the lag
-  Lags lags{};                                                 ///< samples
-  std::array<SpectralStatistics, 3> spectra{};                 ///< with --entropy
-  std::array<AutocorrelationStatistics, 3> autocorrelation{};  ///< with --acr
+  std::array<double, 3> mvl{};                  ///< mean absolute value of each channel, counts
+  std::array<double, 3> value_at_lag{};         ///< weighted correlation of each pair at its lag
+  Lags lags{};                                  ///< of the pairs, samples
+  std::array<SpectralStatistics, 3> spectra{};  ///< of the channels, with --entropy
+  std::array<AutocorrelationStatistics, 3> autocorrelation{};  ///< of the channels, with --acr
 };
 
 /// What the files of a run say of its data.

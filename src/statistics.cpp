@@ -30,8 +30,7 @@ void smooth(std::span<const double> x, std::span<double> out) {
 double parabola_zero(double y0, double y1, double y2) {
   const double a = (y2 - 2 * y1 + y0) / 2;
   const double b = y1 - y0 - a;
-  return 2 * y0 /
-         (-b + std::sqrt(std::max(0.0, b * b - 4 * a * y0)));  // the root that loses no digits
+  return 2 * y0 / (-b + std::sqrt(std::max(0.0, b * b - 4 * a * y0)));
 }
 
 /// Top of the parabola through (-1, y0), (0, y1), (1, y2), where y1 is above one of its neighbours
@@ -68,8 +67,9 @@ double fold(double step) {
 
 /// 1 clockwise, -1 counter-clockwise, 0 for none of them.
 int sense(double step) {
+  constexpr double least = 1e-6;  // steps below would be 0 in the az file
   const double turn = std::fabs(step);
-  if (!(turn > 0 && turn < 180)) {
+  if (!(turn >= least && turn < 180)) {
     return 0;
   }
   return step > 0 ? 1 : -1;
@@ -114,16 +114,16 @@ SpectralStatistics spectral_statistics(std::span<const double> power, double bin
   return result;
 }
 
-Autocorrelation::Autocorrelation(std::size_t size) : max_lag_(size / 2), sums_(2 * max_lag_ + 1) {
-  smoothed_.resize(size, max_lag_);
+Autocorrelation::Autocorrelation(std::size_t size) : r_(size / 2 + 2) {
+  smoothed_.resize(size, r_.size() - 1);
 }
 
 AutocorrelationStatistics Autocorrelation::measure(std::span<const double> samples,
                                                    double frequency) {
   AutocorrelationStatistics result;
   smooth(samples, smoothed_.samples());
-  lag_sums(smoothed_, smoothed_, max_lag_, sums_);
-  const std::span<double> r = std::span(sums_).subspan(max_lag_);
+  const std::span<double> r = r_;
+  lag_sums(smoothed_, smoothed_, 0, r);
   const double energy = r[0];
   if (!(energy > 0)) {
     return result;
@@ -161,11 +161,10 @@ std::vector<Passage> find_passages(std::span<const ResultRecord> records,
   };
   auto next_break = breaks.begin();
   for (std::size_t i = 1; i < records.size(); ++i) {
-    while (next_break != breaks.end() && *next_break < i) {
-      ++next_break;
-    }
-    const bool connected = (next_break == breaks.end() || *next_break != i) &&
-                           records[i - 1].quality >= level && records[i].quality >= level;
+    const bool is_break = next_break != breaks.end() && *next_break == i;
+    next_break += is_break ? 1 : 0;
+    const bool connected =
+        !is_break && records[i - 1].quality >= level && records[i].quality >= level;
     const int step = connected ? sense(fold(records[i].az - records[i - 1].az)) : 0;
     if (step != run_sense) {
       end_run(i - 1);

@@ -20,13 +20,12 @@ struct SpectralStatistics {
 };
 
 /// Entropy and main frequencies of a channel without its mean.
-/// power: squared magnitudes of the transform's bins 1 to size / 2, from one bin above zero to the
-/// Nyquist frequency. bin_width: from bin to bin, Hz.
-/// The entropy is Shannon's, -sum p log p / log K over the K bins, of each bin's share p of the
-/// power (Powell and Percival, "A spectral entropy method for distinguishing regular and irregular
-/// motion of Hamiltonian systems", J. Phys. A 12, 1979). Noise of a single window does not reach
-/// the 1 of a flat spectrum: its bins scatter, which costs 0.42 / log K, about 0.08.
-/// All three are 0 where there is no power at all.
+/// power: squared magnitudes of the transform's bins from one above zero up to, at most, the
+/// Nyquist frequency. bin_width: from bin to bin, Hz. The entropy is Shannon's, -sum p log p / log
+/// K over the K bins, of each bin's share p of the power (Powell and Percival, "A spectral entropy
+/// method for distinguishing regular and irregular motion of Hamiltonian systems", J. Phys. A 12,
+/// 1979). Noise of a single window does not reach the 1 of a flat spectrum: its bins scatter, which
+/// costs 0.42 / log K, about 0.08. All three are 0 where there is no power at all.
 SpectralStatistics spectral_statistics(std::span<const double> power, double bin_width);
 
 /// What --acr finds in one channel of a window.
@@ -52,9 +51,8 @@ class Autocorrelation {
   AutocorrelationStatistics measure(std::span<const double> samples, double frequency);
 
  private:
-  std::size_t max_lag_;
   PaddedSignal smoothed_;
-  std::vector<double> sums_;
+  std::vector<double> r_;  ///< of lags from 0 to one behind the last that counts
 };
 
 /// A passage in which the direction turned steadily, as that of the noise of an eddy does that the
@@ -72,10 +70,10 @@ struct Passage {
 
 /// Finds the passages of a series: the longest runs of at least 4 windows, each of at least the
 /// level's quality, in which every step of the azimuth, folded into -180 to 180 degrees, goes the
-/// same way. A step of 0 or of exactly 180 degrees ends a run, and so does a window that was
-/// skipped. Where the sense changes the window at the turning point belongs to both runs. This is
-/// this program's own definition.
-/// breaks: numbers, in order, of records before which a window was skipped.
+/// same way. A step of 180 degrees or of less than the 1e-6 that is written ends a run, and so does
+/// a break. Where the sense changes the window at the turning point belongs to both runs. This is
+/// this program's own definition. breaks: numbers, in order, of records that do not follow their
+/// predecessor by one step.
 std::vector<Passage> find_passages(std::span<const ResultRecord> records,
                                    std::span<const std::size_t> breaks, double level);
 

@@ -83,9 +83,14 @@ TEST(lag_sums, are_the_same_as_by_their_definition) {
     fill(padded_b, b, max_lag);
     const Series expected = slow_lag_sums(a, b, max_lag);
     for (const tavrik::LagSums variant : tavrik::usable_lag_sums()) {
+      const auto first = -static_cast<std::ptrdiff_t>(max_lag);
       Series sums(2 * max_lag + 1, nan);
-      variant(padded_a, padded_b, max_lag, sums);
+      variant(padded_a, padded_b, first, sums);
       ASSERT_EQ(sums, expected);
+      Series part(max_lag + 2, nan);  // one of them beyond the reach
+      variant(padded_a, padded_b, 0, part);
+      ASSERT_TRUE(std::equal(part.begin(), part.end() - 1, expected.begin() - first));
+      ASSERT_EQ(part.back(), 0);
     }
   }
 }

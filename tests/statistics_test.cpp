@@ -2,11 +2,13 @@
 
 #include "src/statistics.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <map>
 #include <numbers>
 #include <numeric>
 #include <random>
@@ -142,6 +144,76 @@ TEST(autocorrelation, knows_noise_and_autoregressive_processes) {
   }
 }
 
+/// The statistics by their definitions, without a thought for speed.
+AutocorrelationStatistics literal_autocorrelation(const std::vector<double>& x, double frequency) {
+  const std::size_t n = x.size();
+  std::vector<double> y(n);
+  for (std::size_t i = 1; i + 1 < n; ++i) {
+    y[i] = (x[i - 1] + 2 * x[i] + x[i + 1]) / 4;
+  }
+  y[0] = (2 * x[0] + x[1]) / 3;
+  y[n - 1] = (2 * x[n - 1] + x[n - 2]) / 3;
+  const double mean = std::accumulate(y.begin(), y.end(), 0.0) / static_cast<double>(n);
+  const auto r = [&](std::size_t lag) {
+    double sum = 0;
+    for (std::size_t i = 0; i + lag < n; ++i) {
+      sum += (y[i] - mean) * (y[i + lag] - mean);
+    }
+    return sum;
+  };
+  AutocorrelationStatistics result;
+  result.variance = r(0) / static_cast<double>(n - 1);
+  std::size_t zero = 1;
+  while (zero <= n / 2 && r(zero) > 0) {
+    ++zero;
+  }
+  if (zero > n / 2) {
+    return result;
+  }
+  const auto parabola = [&](std::size_t lag, double at) {  // through lag - 1, lag, lag + 1
+    const double bend = (r(lag + 1) - 2 * r(lag) + r(lag - 1)) / 2;
+    return r(lag) + (r(lag + 1) - r(lag - 1)) / 2 * at + bend * at * at;
+  };
+  double above = -1;
+  double below = 0;
+  for (int i = 0; i < 50; ++i) {
+    const double middle = (above + below) / 2;
+    (parabola(zero, middle) > 0 ? above : below) = middle;
+  }
+  result.zero_lag = (static_cast<double>(zero) + above) / frequency;
+  std::size_t top = 0;
+  for (std::size_t lag = zero + 1; lag <= n / 2; ++lag) {
+    if (r(lag) > 0 && r(lag) >= r(lag - 1) && r(lag) > r(lag + 1) &&
+        (top == 0 || r(lag) > r(top))) {
+      top = lag;
+    }
+  }
+  if (top > 0) {
+    const double at = (r(top - 1) - r(top + 1)) / 2 / (r(top - 1) - 2 * r(top) + r(top + 1));
+    result.period = (static_cast<double>(top) + at) / frequency;
+    result.period_value = parabola(top, at) / r(0);
+  }
+  return result;
+}
+
+TEST(autocorrelation, is_what_its_definition_says) {
+  int without_period = 0;
+  for (std::uint64_t seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE(seed);
+    const std::size_t size = 8 + seed % 23;
+    const auto x = process(seed % 3 == 0 ? 0.95 : 0.3, size, seed);
+    const auto found = Autocorrelation(size).measure(x, 18);
+    const auto expected = literal_autocorrelation(x, 18);
+    EXPECT_NEAR(found.variance, expected.variance, 1e-9 * expected.variance);
+    EXPECT_NEAR(found.zero_lag, expected.zero_lag, 1e-9);
+    EXPECT_NEAR(found.period, expected.period, 1e-9);
+    EXPECT_NEAR(found.period_value, expected.period_value, 1e-9);
+    without_period += expected.period == 0 ? 1 : 0;
+  }
+  EXPECT_GT(without_period, 20);
+  EXPECT_LT(without_period, 300);
+}
+
 TEST(autocorrelation, has_zeros_for_what_there_is_not) {
   Autocorrelation acr(8);
   const auto measure = [&](const std::vector<double>& x) { return acr.measure(x, 2); };
@@ -183,9 +255,10 @@ TEST(find_passages, are_runs_of_one_sense) {
       {"stands still", {10, 20, 30, 40, 40, 50, 60, 70, 80}, {}, {{0, 30}, {4, 40}}},
       {"half a circle has no sense", {10, 20, 30, 40, 220, 230, 240, 250}, {}, {{0, 30}, {4, 30}}},
       {"no direction", {10, 20, 30, 40, nan, 60, 70, 80, 90}, {}, {{0, 30}, {5, 30}}},
-      {"skipped window", {10, 20, 30, 40, 50, 60, 70}, {0, 3, 3}, {{3, 30}}},
-      {"skipped at the ends", {10, 20, 30, 40}, {0, 4}, {{0, 30}}},
-      {"nothing", {}, {0}, {}},
+      {"break", {10, 20, 30, 40, 50, 60, 70}, {3}, {{3, 30}}},
+      {"breaks one after the other", {0, 10, 20, 30, 40, 50, 60}, {1, 2, 6}, {{2, 30}}},
+      {"a step that is not written", {10, 20, 30, 30 + 4e-7, 40, 50}, {}, {}},
+      {"nothing", {}, {}, {}},
   };
 
   for (const auto& row : rows) {
@@ -276,40 +349,87 @@ TEST_F(statistics, follow_a_source_around_the_array) {
 }
 
 TEST_F(statistics, are_in_the_files_that_the_options_ask_for) {
-  const struct {
-    bool c, entropy, acr, vortex, histogram;
-    const char* files;
-  } rows[] = {
-      {false, false, false, false, true, "hst "},
-      {true, false, false, false, false, "az caz "},
-      {false, true, false, false, false, ""},
-      {true, true, false, false, false, "az caz crs cre "},
-      {true, false, true, false, false, "az caz acr "},
-      {true, true, true, true, true, "az caz acr crs cre vaz "},
-      {false, true, false, true, false, "vaz "},
-  };
-
-  settings.comment = true;
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.files);
-    settings.write_az = row.c;
-    settings.entropy = row.entropy;
-    settings.acr = row.acr;
-    settings.vortex = row.vortex;
-    settings.histogram = row.histogram;
+  settings.comment = settings.histogram = true;
+  for (unsigned options = 0; options < 16; ++options) {
+    SCOPED_TRACE(options);
+    settings.entropy = (options & 1) != 0;
+    settings.acr = (options & 2) != 0;
+    settings.vortex = (options & 4) != 0;
+    settings.write_az = (options & 8) != 0;
     EXPECT_EQ(run(0), "");
-    std::string found;
-    for (const char* name : {"az", "caz", "acr", "crs", "cre", "hst", "vaz"}) {
-      if (std::filesystem::exists(folder / (std::string("rec.") + name))) {
-        found += std::string(name) + " ";
-        const bool headed =
-            folder.read(std::string("rec.") + name).starts_with("# test 1.45681e+09\n");
-        EXPECT_EQ(headed, std::string(name) != "hst");
-      }
+    const std::map<std::string, bool> wanted = {{"az", settings.write_az},
+                                                {"caz", settings.write_az},
+                                                {"acr", settings.acr},
+                                                {"crs", settings.entropy && settings.write_az},
+                                                {"cre", settings.entropy && settings.write_az},
+                                                {"vaz", settings.vortex},
+                                                {"hst", !settings.vortex}};
+    for (const auto& [extension, is_wanted] : wanted) {
+      SCOPED_TRACE(extension);
+      const std::string name = "rec." + extension;
+      ASSERT_EQ(std::filesystem::exists(folder / name), is_wanted);
+      EXPECT_EQ(is_wanted && folder.read(name).starts_with("# test 1.45681e+09\n"),
+                is_wanted && extension != "hst");
     }
-    EXPECT_EQ(found, row.files);
-    EXPECT_EQ(records[3].ent1 > 0, row.entropy);
+    EXPECT_EQ(records[3].ent1 > 0, settings.entropy);
   }
+}
+
+/// Of two files, the second an hour later or over the end of the first: no passage goes on from one
+/// to the other, by -l128 -s128 without a window that is skipped.
+TEST_F(statistics, have_passages_that_end_where_the_data_do) {
+  settings.vortex = settings.center_time = true;
+  settings.vortex_level = 1;
+  for (const double later : {3600.0, 60.0, -1000.0}) {
+    SCOPED_TRACE(later);
+    recording::Scene scene;
+    scene.length = 256 * 128 / 18.0;
+    scene.noise = 5;
+    scene.waves = {{.azimuth = 20, .turn = 0.1, .start = -600, .length = 6000}};
+    write_ko24(folder / "a.ko24", compute_recording(scene), 1);
+    scene.start += later;
+    write_ko24(folder / "rec.ko24", compute_recording(scene), 1);
+    support::CapturedStderr captured;
+    ResultSeries series;
+    analyse({folder / "a.ko24", folder / "rec.ko24"}, series);
+    std::istringstream passages(folder.read("a.vaz"));
+    int count = 0;
+    for (double start = 0, duration = 0, other = 0, rate = 0; passages >> start >> duration;) {
+      passages >> other >> other >> other >> rate >> other >> other;
+      EXPECT_GT(duration, 0);
+      EXPECT_LE(duration, scene.length);
+      EXPECT_LT(std::fabs(rate), 30);
+      EXPECT_TRUE(std::any_of(series.records.begin(), series.records.end(), [&](const auto& r) {
+        return std::fabs(r.time + 128 / 36.0 - start) < 1e-5;
+      }));
+      ++count;
+    }
+    EXPECT_GT(count, 1);
+
+    analyse({folder / "rec.ko24"}, series);  // behind the records that are there
+    EXPECT_GE(numbers("vaz").at(0).at(0), scene.start);
+    EXPECT_LE(numbers("vaz").back().at(0) + numbers("vaz").back().at(1),
+              scene.start + scene.length);
+  }
+}
+
+/// A constant channel has no spectrum, whatever the transform's rounding makes of it.
+TEST_F(statistics, are_zeros_for_a_dead_channel) {
+  settings.write_az = settings.entropy = settings.acr = true;
+  settings.clength = 499;
+  recording::Scene scene;
+  scene.length = 120;
+  recording::Recording dead = compute_recording(scene);
+  std::fill(dead.samples[2].begin(), dead.samples[2].end(), 8388607);
+  write_ko24(folder / "rec.ko24", dead, 1);
+  support::CapturedStderr captured;
+  ResultSeries series;
+  analyse({folder / "rec.ko24"}, series);
+  for (const auto& line : numbers("crs")) {
+    EXPECT_GT(line[3], 0.5);
+    EXPECT_EQ(line[9] + line[10] + line[11], 0);
+  }
+  EXPECT_EQ(numbers("acr").at(1).back(), 0);
 }
 
 /// The signal is the same on all three microphones, but for its delay.

@@ -238,17 +238,12 @@ class Watch {
 };
 
 /// Walks the windows. The last one ends before the last sample: intended. Returns whether it went
-/// to the end. breaks: takes the numbers of the run's records that do not follow their predecessor
-/// by one step: a window was skipped, or there is a hole between them.
-bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records,
-                  std::vector<std::size_t>& breaks) {
-  const std::size_t begin = records.size();
+/// to the end.
+bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records) {
   const std::size_t n = data.times.size();
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
   const double duration = static_cast<double>(length) / work.frequency;
-  const double longest_step = static_cast<double>(step + 1) / work.frequency;
-  std::size_t following = 0;  // start of the window that follows the last one
   if (n > length) {
     records.reserve(records.size() + (n - length - 1) / step + 1);
   }
@@ -265,13 +260,6 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
     }
     const ResultRecord record = analyse_window(work, data, i);
     write_window(record, work.values, correlation.crs, work.frequency);
-    if (records.size() > begin) {
-      const double passed = record.time - records.back().time;
-      if (i != following || !(passed > 0 && passed <= longest_step)) {
-        breaks.push_back(records.size() - begin);
-      }
-    }
-    following = i + step;
     records.push_back(record);
     if (!watch.look(i, n)) {
       return false;
@@ -282,9 +270,10 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
 
 /// Writes what is known behind the last window only: passages, or else the histogram.
 void write_summary(const DataHeader& header, std::span<const ResultRecord> records,
-                   std::span<const std::size_t> breaks, double frequency) {
+                   double frequency) {
   if (settings.vortex) {
-    write_passages(header, find_passages(records, breaks, settings.vortex_level),
+    const double longest_step = (settings.cstep + 1) / frequency;  // as a hole in a window
+    write_passages(header, find_passages(records, longest_step, settings.vortex_level),
                    center_shift(frequency));
   } else if (settings.histogram) {
     write_histogram(header.path, make_histogram(records, settings.hist_size, settings.crsfilter));
@@ -310,11 +299,10 @@ bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
   WindowWork work(settings.clength, correlation.max_lag, settings.lsq_len);
   work.angle = angle_method(settings.primary_direction);
   work.frequency = data.sampling_frequency;
-  std::vector<std::size_t> breaks;
-  const bool whole = walk_windows(work, data, series.records, breaks);
+  const bool whole = walk_windows(work, data, series.records);
   if (whole) {
     const std::span<const ResultRecord> records(series.records);
-    write_summary(header, records.subspan(begin), breaks, work.frequency);
+    write_summary(header, records.subspan(begin), work.frequency);
   } else {
     warn("WARNING: {} was not analysed to its end\n", data.first_path);
   }

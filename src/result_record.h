@@ -28,7 +28,7 @@ struct ResultRecord {
 
 static_assert(sizeof(ResultRecord) == 27 * sizeof(double));
 
-/// The windows of one run in time order.
+/// The windows of one run in the order of their samples; in time order but where files overlap.
 struct ResultSeries {
   double sampling_frequency = -1.0;  ///< of the data, Hz; negative before the first run
   std::vector<ResultRecord> records;

@@ -149,8 +149,8 @@ AutocorrelationStatistics Autocorrelation::measure(std::span<const double> sampl
   return result;
 }
 
-std::vector<Passage> find_passages(std::span<const ResultRecord> records,
-                                   std::span<const std::size_t> breaks, double level) {
+std::vector<Passage> find_passages(std::span<const ResultRecord> records, double longest_step,
+                                   double level) {
   std::vector<Passage> passages;
   std::size_t first = 0;  // of the run at work
   int run_sense = 0;
@@ -159,13 +159,13 @@ std::vector<Passage> find_passages(std::span<const ResultRecord> records,
       passages.push_back(summarise(records.subspan(first, last + 1 - first)));
     }
   };
-  auto next_break = breaks.begin();
   for (std::size_t i = 1; i < records.size(); ++i) {
-    const bool is_break = next_break != breaks.end() && *next_break == i;
-    next_break += is_break ? 1 : 0;
+    const ResultRecord& before = records[i - 1];
+    const ResultRecord& record = records[i];
+    const double passed = record.time - before.time;
     const bool connected =
-        !is_break && records[i - 1].quality >= level && records[i].quality >= level;
-    const int step = connected ? sense(fold(records[i].az - records[i - 1].az)) : 0;
+        passed > 0 && passed <= longest_step && before.quality >= level && record.quality >= level;
+    const int step = connected ? sense(fold(record.az - before.az)) : 0;
     if (step != run_sense) {
       end_run(i - 1);
       first = i - 1;

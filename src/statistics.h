@@ -71,10 +71,10 @@ struct Passage {
 /// Finds the passages of a series: the longest runs of at least 4 windows, each of at least the
 /// level's quality, in which every step of the azimuth, folded into -180 to 180 degrees, goes the
 /// same way. A step of 180 degrees or of less than the 1e-6 that is written ends a run, and so does
-/// a break. Where the sense changes the window at the turning point belongs to both runs. This is
-/// this program's own definition. breaks: numbers, in order, of records that do not follow their
-/// predecessor by one step.
-std::vector<Passage> find_passages(std::span<const ResultRecord> records,
-                                   std::span<const std::size_t> breaks, double level);
+/// a hole in the data: a window that begins more than longest_step seconds behind the one before,
+/// or not behind it. Where the sense changes the window at the turning point belongs to both runs.
+/// This is this program's own definition.
+std::vector<Passage> find_passages(std::span<const ResultRecord> records, double longest_step,
+                                   double level);
 
 }  // namespace tavrik

@@ -228,12 +228,16 @@ TEST(autocorrelation, has_zeros_for_what_there_is_not) {
   EXPECT_EQ(ramp.period_value, 0);
 }
 
-/// Windows of these azimuths, a second apart, quality 10 and speed 300.
-std::vector<ResultRecord> windows_of(const std::vector<double>& azimuths) {
+/// Windows of these azimuths, a second apart, quality 10 and speed 300; behind those numbers that
+/// are told time jumps.
+std::vector<ResultRecord> windows_of(const std::vector<double>& azimuths,
+                                     const std::map<std::size_t, double>& jumps = {}) {
   std::vector<ResultRecord> records(azimuths.size());
+  double time = 1000;
   for (std::size_t i = 0; i < records.size(); ++i) {
+    time += jumps.contains(i) ? jumps.at(i) : 0;
     records[i].az = azimuths[i];
-    records[i].time = 1000 + static_cast<double>(i);
+    records[i].time = time++;
     records[i].quality = 10;
     records[i].vel2 = 300;
   }
@@ -244,7 +248,7 @@ TEST(find_passages, are_runs_of_one_sense) {
   const struct {
     const char* name;
     std::vector<double> azimuths;
-    std::vector<std::size_t> breaks;
+    std::map<std::size_t, double> jumps;
     std::vector<std::pair<double, double>> found;  // start after 1000, turn
   } rows[] = {
       {"too short", {10, 20, 30}, {}, {}},
@@ -255,18 +259,19 @@ TEST(find_passages, are_runs_of_one_sense) {
       {"stands still", {10, 20, 30, 40, 40, 50, 60, 70, 80}, {}, {{0, 30}, {4, 40}}},
       {"half a circle has no sense", {10, 20, 30, 40, 220, 230, 240, 250}, {}, {{0, 30}, {4, 30}}},
       {"no direction", {10, 20, 30, 40, nan, 60, 70, 80, 90}, {}, {{0, 30}, {5, 30}}},
-      {"break", {10, 20, 30, 40, 50, 60, 70}, {3}, {{3, 30}}},
-      {"breaks one after the other", {0, 10, 20, 30, 40, 50, 60}, {1, 2, 6}, {{2, 30}}},
+      {"a small hole", {10, 20, 30, 40, 50, 60, 70}, {{3, 0.1}}, {{0, 60}}},
+      {"holes", {0, 10, 20, 30, 40, 50, 60}, {{1, 9}, {2, 1.1}, {6, 0.2}}, {{12.1, 30}}},
+      {"back in time", {10, 20, 30, 40, 50, 60, 70}, {{3, -1}}, {{2, 30}}},
       {"a step that is not written", {10, 20, 30, 30 + 4e-7, 40, 50}, {}, {}},
       {"nothing", {}, {}, {}},
   };
 
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const auto passages = find_passages(windows_of(row.azimuths), row.breaks, 10);
+    const auto passages = find_passages(windows_of(row.azimuths, row.jumps), 1.125, 10);
     ASSERT_EQ(passages.size(), row.found.size());
     for (std::size_t i = 0; i < passages.size(); ++i) {
-      EXPECT_EQ(passages[i].start, 1000 + row.found[i].first);
+      EXPECT_DOUBLE_EQ(passages[i].start, 1000 + row.found[i].first);
       EXPECT_DOUBLE_EQ(passages[i].turn, row.found[i].second);
       EXPECT_DOUBLE_EQ(passages[i].rate, passages[i].turn / passages[i].duration);
     }
@@ -279,7 +284,7 @@ TEST(find_passages, take_the_level_and_give_means) {
   records[2].quality = 20;
   records[5].quality = nan;
   records[1].vel2 = 340;
-  const auto passages = find_passages(records, {}, 10);
+  const auto passages = find_passages(records, 1, 10);
   ASSERT_EQ(passages.size(), 1U);
   EXPECT_EQ(passages[0].start, 1001);
   EXPECT_EQ(passages[0].duration, 3);

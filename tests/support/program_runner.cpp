@@ -62,6 +62,10 @@ int broken_pipe() {
       dup2(descriptor, number);
     }
   }
+  for (const int signal : {SIGINT, SIGTERM}) {
+    std::signal(signal,
+                SIG_DFL);  // which a test run in the background may have been told to ignore
+  }
   const rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
   if (chdir(folder.c_str()) == 0) {

@@ -346,7 +346,8 @@ TEST_F(analyse, gives_the_same_bytes_for_one_file_and_for_its_parts) {
 
 // Waves far louder than the wind. From due east or west, where microphones 1 and 3 hear the wave at
 // once, `new` and `weighted` know the line that it came along but not always from which end; `old`
-// does. vel2, without pair 23 and without a quotient, is good from everywhere; vel of `new` only
+// does. vel2, without pair 23 and without a quotient, is good from everywhere, but in proportion to
+// the distance from microphone 1 to 2 while the wave goes from 1 to 3; vel of `new` is good only
 // where no pair hears the wave at once. That of `old` is in metres per sample, times 2 pi.
 TEST_F(analyse, gives_plane_waves_back_and_turns_those_of_clockwise_microphones) {
   constexpr double speed = 340;
@@ -360,7 +361,9 @@ TEST_F(analyse, gives_plane_waves_back_and_turns_those_of_clockwise_microphones)
   for (const double azimuth : {20.0, 0.0, 15.0, 45.0, 52.5, 90.0, 101.0, 135.0, 165.0, 180.0, 199.9,
                                225.0, 270.0, 283.3, 315.0, 352.4}) {
     const bool clockwise = azimuth == 20;
+    const double stretch = azimuth == 0 ? 1.2 : 1;
     recording::Scene heard = scene;
+    heard.microphones[1].x *= stretch;
     if (clockwise) {
       std::swap(heard.microphones[1], heard.microphones[2]);
     }
@@ -383,7 +386,7 @@ TEST_F(analyse, gives_plane_waves_back_and_turns_those_of_clockwise_microphones)
         const double error = std::fabs(std::remainder(found - azimuth, 360));
         const bool any_end = method != old_method && std::fmod(azimuth, 180) == 90;
         EXPECT_TRUE(error < 1.5 || (any_end && error > 178.5)) << record.az;
-        EXPECT_NEAR(record.vel2, speed, 0.03 * speed);
+        EXPECT_NEAR(record.vel2, stretch * speed, 0.03 * speed);
         if (method == new_method && std::fmod(azimuth, 90) != 0 && std::fmod(azimuth, 180) != 45) {
           EXPECT_NEAR(record.vel, speed, 0.03 * speed);
         } else if (method == old_method && !clockwise) {

@@ -2,7 +2,6 @@
 
 #include "graphics/draw.h"
 
-#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
@@ -38,11 +37,9 @@ class draw : public testing::Test {
     gr::set_user_window(window.x1, window.y1, window.x2, window.y2);
     shape();
     Pixels pixels;
-    const std::vector<std::uint8_t>& screen = gr::surface.screen.pixels;
-    for (std::size_t i = 0; i < screen.size(); ++i) {
-      if (screen[i] == 1) {
-        const auto number = static_cast<int>(i);
-        pixels.insert({number % gr::GrSizeX(), number / gr::GrSizeX()});
+    for (int i = 0; i < gr::GrSizeX() * gr::GrSizeY(); ++i) {
+      if (gr::surface.screen.pixels[i] == 1) {
+        pixels.insert({i % gr::GrSizeX(), i / gr::GrSizeX()});
       }
     }
     return pixels;
@@ -68,20 +65,14 @@ TEST_F(draw, clipped_and_panned_shapes_have_the_pixels_of_the_whole_ones) {
   const gr::Context large(450, 450);
   std::mt19937 random(20160301);
   std::uniform_int_distribution<int> place(-70, 110);
-  for (int round = 0; round < 1000; ++round) {
+  for (int round = 0; round < 500; ++round) {
     const int left = round % 2 * place(random), top = round % 2 * place(random);
     const int x1 = place(random), y1 = place(random), r = place(random) / (1 + round % 13);
     const int x2 = round % 7 == 0 ? x1 : place(random);
     const int y2 = round % 11 == 0 ? y1 : place(random);
     const gr::LineOption dashed = {1, 1, patterns[round % 3]};
-    const Shape shapes[] = {[&] { gr::plot_pixel(x1, y1, 1); },
-                            [&] { gr::line(x1, y1, x2, y2, 1); },
-                            [&] { gr::custom_line(x1, y1, x2, y2, dashed); },
-                            [&] { gr::box(x1, y1, x2, y2, 1); },
-                            [&] { gr::filled_box(x1, y1, x2, y2, 1); },
-                            [&] { gr::circle(x1, y1, r, 1); }};
-    const Shape reverse = [&] { gr::line(x2, y2, x1, y1, 1); };
-    ASSERT_EQ(drawn(reverse), drawn(shapes[1])) << "round " << round;
+    const Shape shapes[] = {[&] { gr::custom_line(x1, y1, x2, y2, dashed); },
+                            [&] { gr::box(x1, y1, x2, y2, 1); }, [&] { gr::circle(x1, y1, r, 1); }};
     for (const Shape& shape : shapes) {
       gr::surface.screen = large;
       const Pixels whole = drawn(shape, {-200, -200, 249, 249});
@@ -112,36 +103,16 @@ TEST_F(draw, lines_between_any_coordinates_are_nearest_to_the_true_line) {
   }
 }
 
-TEST_F(draw, circles_are_nearest_to_the_true_ones) {
-  for (int radius = 1; radius < 40; ++radius) {
-    Pixels expected;
-    for (int i = 0; i < width * height; ++i) {
-      const int x = i % width - 20, y = i / width - 15;
-      const int error = x * x + y * y - radius * radius, bound = std::max(std::abs(x), std::abs(y));
-      if (error >= -bound && error < bound) {
-        expected.insert({i % width, i / width});
-      }
-    }
-    EXPECT_EQ(drawn([radius] { gr::circle(20, 15, radius, 1); }), expected) << radius;
-  }
-}
-
 TEST_F(draw, extreme_shapes_and_scaled_ones_are_the_same_as_plain_ones) {
   const std::vector<std::uint8_t> three_two = {3, 2}, none = {0, 0};
   const gr::LineOption dashed = {1, 1, three_two}, solid = {1, 1, none};
   const Window pan = {0, 0, 40, 30}, half = {1000, -60, 1080, 0};
 
-  const struct {
-    Window window;
-    Shape shape, plain;
-  } rows[] = {
+  const std::tuple<Window, Shape, Shape> rows[] = {
       {pan, [&] { gr::custom_line(0, 3, 40, 3, solid); }, [] { gr::line(0, 3, 40, 3, 1); }},
       {pan, [&] { gr::custom_line(-2000000000, 3, most, 3, dashed); },
        [&] { gr::custom_line(0, 3, 40, 3, dashed); }},
-      {pan, [] { gr::line(least, least, most, most, 1); }, [] { gr::line(0, 0, 30, 30, 1); }},
-      {pan, [] { gr::filled_box(most, most, least, least, 1); }, [] { gr::clear_screen(1); }},
       {pan, [] { gr::box(most, 5, least, most, 1); }, [] { gr::line(0, 5, 40, 5, 1); }},
-      {pan, [] { gr::circle(20, most, most, 1); }, [] { gr::line(0, 0, 40, 0, 1); }},
       {pan, [] { gr::circle(most, 20, most - 5, 1); }, [] { gr::line(5, 0, 5, 30, 1); }},
       {pan, [] { gr::circle(7, 9, 0, 1); }, [] { gr::plot_pixel(7, 9, 1); }},
       {half, [] { gr::circle(1040, -30, 10, 1); }, [] { gr::circle(20, 15, 5, 1); }},
@@ -152,8 +123,8 @@ TEST_F(draw, extreme_shapes_and_scaled_ones_are_the_same_as_plain_ones) {
       {{9, 9, 9, 40}, [] { gr::plot_pixel(5, 5, 1); }, [] { gr::plot_pixel(5, 5, 1); }},
   };
 
-  for (const auto& row : rows) {
-    EXPECT_EQ(drawn(row.shape, row.window), drawn(row.plain)) << "row " << &row - rows;
+  for (const auto& [window, shape, plain] : rows) {
+    EXPECT_EQ(drawn(shape, window), drawn(plain)) << "in " << window.x1 << ", " << window.y1;
   }
 }
 
@@ -168,50 +139,43 @@ TEST_F(draw, any_number_becomes_a_coordinate) {
 TEST_F(draw, a_blit_copies_what_is_there_and_fits) {
   std::mt19937 random(7);
   std::vector<std::uint8_t>& screen = gr::surface.screen.pixels;
-  std::generate(screen.begin(), screen.end(), [&random] { return 1 + random() % 255; });
+  for (std::uint8_t& pixel : screen) {
+    pixel = 1 + random() % 255;
+  }
   gr::set_user_window(500, 500, 600, 600);
   std::uniform_int_distribution<int> place(-50, 90);
-  for (int round = 0; round < 2000; ++round) {
-    gr::Context target(35, 45), expected(35, 45);
-    const int far = round % 5 == 0 ? 2000000000 : 0;
-    const int x = place(random), y = place(random), x1 = place(random) - far, y1 = place(random);
-    const int x2 = place(random) + far, y2 = place(random);
-    for (std::int64_t row = std::max(y1, 0); row <= std::min(y2, height - 1); ++row) {
-      for (std::int64_t column = std::max(x1, 0); column <= std::min(x2, width - 1); ++column) {
-        const std::int64_t to_x = column - x1 + x, to_y = row - y1 + y;
-        if (to_x >= 0 && to_x < 35 && to_y >= 0 && to_y < 45) {
-          expected.pixels.at(to_y * 35 + to_x) = screen.at(row * width + column);
-        }
-      }
-    }
+  for (int round = 0; round < 1000; ++round) {
+    const std::int64_t far = round % 5 == 0 ? 2000000000 : 0;
+    const std::int64_t x = place(random), y = place(random), x1 = place(random) - far;
+    const std::int64_t y1 = place(random), x2 = place(random) + far, y2 = place(random);
+    gr::Context target(35, 45);
     gr::bit_blit(target, x, y, x1, y1, x2, y2);
-    ASSERT_EQ(target.pixels, expected.pixels) << round;
+    for (int i = 0; i < 35 * 45; ++i) {
+      const std::int64_t column = x1 + i % 35 - x, row = y1 + i / 35 - y;
+      const bool is_there = column >= 0 && column < width && row >= 0 && row < height;
+      const bool copied = column >= x1 && column <= x2 && row >= y1 && row <= y2;
+      ASSERT_EQ(target.pixels[i], is_there && copied ? screen.at(row * width + column) : 0);
+    }
   }
 }
 
 TEST_F(draw, nothing_happens_on_surfaces_without_pixels) {
-  for (const int columns : {0, -5, 1 << 16}) {
+  for (const int columns : {-5, 0, 1 << 16}) {
     gr::surface.screen = gr::Context(columns, 1 << 15);
     EXPECT_EQ(gr::surface.screen.width, 0);
-    gr::set_user_window(0, 0, 10, 10);
     gr::line(0, 0, 10, 10, 1);
-    gr::box(0, 0, 10, 10, 1);
     gr::circle(5, 5, 5, 1);
     gr::Context target(3, 3);
     gr::bit_blit(target, 0, 0, 0, 0, 9, 9);
-    EXPECT_EQ(target.pixels, std::vector<std::uint8_t>(9));
   }
 }
 
 TEST_F(draw, equal_colors_share_an_index_and_a_full_palette_gives_the_nearest) {
-  for (int i = 0; i < 256; ++i) {
-    EXPECT_EQ(gr::allocate_color(i, 0, 255 - i), static_cast<gr::Color>(i));
-    EXPECT_EQ(gr::allocate_color(0, -1, 300), 0U);
-  }
-  EXPECT_EQ(gr::allocate_color(100, 9, 155), 100U);
-  gr::surface.palette = {.limit = 2};
-  gr::allocate_color(0, 0, 0);
-  gr::allocate_color(255, 255, 255);
+  gr::surface.palette.limit = 2;
+  EXPECT_EQ(gr::allocate_color(0, -1, 0), 0U);
+  EXPECT_EQ(gr::allocate_color(255, 300, 255), 1U);
+  EXPECT_EQ(gr::allocate_color(0, 0, 0), 0U);
   EXPECT_EQ(gr::allocate_color(200, 100, 255), 1U);
+  EXPECT_EQ(gr::surface.palette.colors[1], (gr::Rgb{255, 255, 255}));
   EXPECT_EQ(gr::surface.palette.used, 2U);
 }

@@ -84,6 +84,7 @@ TEST_F(text, built_in_fonts_show_every_printable_character_in_its_own_way) {
   }
   for (const char* name : {"pc6x8", "pc8x8", "pc8x14", "pc8x16"}) {
     option_.font = gr::load_font(name, 99);
+    EXPECT_GT(option_.font->fixed_width, 0);
     std::set<Bitmap> seen;
     for (const char c : characters) {
       const Bitmap shown = bitmap(std::string(1, c));

@@ -1,9 +1,9 @@
-// Complete plots, pixel for pixel. After a wanted change: run with TAVRIK_UPDATE_PICTURES=1 and
-// look at every picture before it is committed.
+// Complete plots, pixel for pixel; what they work out before they draw; pictures of the program.
+// After a wanted change: run with TAVRIK_UPDATE_PICTURES=1 and look at every picture before it is
+// committed.
 
 #include "tests/support/pictures.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,24 +11,31 @@
 #include <string>
 #include <vector>
 
-#include "graphics/mode.h"
+#include "graphics/window.h"
+#include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/program_runner.h"
 #include "tests/support/temporary_folder.h"
+#include "tools/recording.h"
 
 #include "src/circular_plot.h"
-#include "src/display_state.h"
-#include "src/plot_surface.h"
+#include "src/options.h"
 #include "src/result_plot.h"
-#include "src/save_plot.h"
-#include "src/settings.h"
+#include "src/viewer.h"
 #include "src/viewer_keys.h"
 
 namespace {
 
 using namespace tavrik;
+using support::Stream;
+using testing::ElementsAre;
+using testing::FieldsAre;
+using testing::HasSubstr;
 
-constexpr double six_o_clock = 1456812000;  // on 1 March 2016, UTC
-constexpr double step = 4;                  // seconds from window to window: exact in every time
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double inf = std::numeric_limits<double>::infinity();
+
+constexpr double pace = 4;  // seconds from window to window: exact in every time
 
 /// 0..1, by whole numbers alone so that it is the same everywhere.
 double spread(long number, long period) {
@@ -36,129 +43,102 @@ double spread(long number, long period) {
 }
 
 /// An arrival from 300 degrees in the middle of scattered directions, and windows without one.
-ResultSeries arrival(long count) {
-  ResultSeries series;
-  series.sampling_frequency = 16;
+template <long count>
+ResultSeries arrival() {
+  ResultSeries series = {16, {}};
   for (long i = 0; i < count; ++i) {
     const bool wave = i > count / 3 && i < count / 2;
     ResultRecord record;
-    record.time = six_o_clock + step * static_cast<double>(i);
+    record.time = 1456812000 + pace * static_cast<double>(i);
     record.az = wave ? 298 + 4 * spread(i * 7, 11) : 360 * spread(i * 73, 359);
     record.vel2 = wave ? 330 + 30 * spread(i * 5, 13) : 100 + 2900 * spread(i * 89, 211);
     record.cmax = wave ? 0.9 + 0.1 * spread(i, 7) : 0.1 + 0.5 * spread(i * 3, 17);
     record.slope = wave ? 4 : 1 - 1.2 * spread(i * 11, 29);
     record.quality = wave ? 60 + 40 * spread(i, 5) : 10 * spread(i * 19, 23);
     if (i % 10 == 9) {
-      record.az = record.vel2 = std::numeric_limits<double>::quiet_NaN();
+      record.az = record.vel2 = nan;
     }
     series.records.push_back(record);
   }
   return series;
 }
 
-ResultSeries twenty_minutes() {
-  return arrival(300);
-}
+constexpr auto three_minutes = arrival<45>;
+constexpr auto twenty_minutes = arrival<300>;
+constexpr auto two_hours = arrival<1800>;
 
-ResultSeries three_minutes() {
-  return arrival(45);
-}
-
-ResultSeries two_hours() {
-  return arrival(1800);
-}
-
-/// Times of day from ten minutes before midnight to ten behind it.
+/// Times of day from ten minutes before midnight to ten after it.
 ResultSeries midnight() {
   ResultSeries series = twenty_minutes();
   double time = 86400 - 600;
   for (ResultRecord& record : series.records) {
     record.time = time;
-    time = time + step < 86400 ? time + step : time + step - 86400;
+    time = time + pace < 86400 ? time + pace : time + pace - 86400;
   }
   return series;
 }
 
-using Plot = int (*)(const std::string& name, const ResultSeries& series, int save);
+/// A window where nobody types: waiting there ends the run.
+constexpr gr::WindowDriver lonely_window = {nullptr,
+                                            nullptr,
+                                            [](const char*) {},
+                                            [](const gr::Context&, const gr::Palette&) {},
+                                            [](gr::EventQueue&, bool) { throw ProcessEnded{0}; },
+                                            [] {}};
 
-/// The saved picture of a complete plot; draws nothing that is kept.
-constexpr Plot saved = nullptr;
-
-struct Row {
+const struct {
   const char* name;
-  Plot plot;
   ResultSeries (*series)();
-  void (*change)();
+  std::vector<std::string> options;
+  std::vector<int> keys;
+  int up = 0;  ///< rows that the plot is moved up
+} accepted[] = {
+    {"result", twenty_minutes, {}, {}},
+    {"result_mode_1", twenty_minutes, {"-g1"}, {}},
+    {"result_mode_2", three_minutes, {"-g2"}, {}},
+    {"result_mode_3", three_minutes, {"-g3"}, {}},
+    {"result_mode_5", three_minutes, {"-g5"}, {}},
+    {"result_mode_6", three_minutes, {"-g6"}, {}, 350},  // more rows than the canvas has
+    {"result_mode_7", three_minutes, {"-g7"}, {}},
+    {"result_maxcrs", twenty_minutes, {"-tmaxcrs"}, {}},
+    {"result_slopes", twenty_minutes, {"--lsq-plot"}, {}},
+    {"result_minutes_of_centers", three_minutes, {}, {'u', 'b'}},
+    {"result_compact", two_hours, {"--compact=3"}, {}},
+    {"result_velocity_maximum", twenty_minutes, {"-xplaces", "--title=K\xc3\xa4lla A"}, {}},
+    {"result_mean_bars", twenty_minutes, {"--plotcaz", "-h0.5"}, {}},
+    {"result_logarithmic_bars", twenty_minutes, {"--plotcaz", "--logcaz"}, {gr::key_right}},
+    {"result_forced_range", twenty_minutes, {"--force=1456811700-1456813700"}, {}},
+    {"result_midnight", midnight, {}, {}},
+    {"circular", twenty_minutes, {"--hist-size=36"}, {'2', '+'}},
+    {"circular_velocity", twenty_minutes, {"-h0.5"}, {'3', '-', '-', gr::key_page_down}},
+    {"complete_short", three_minutes, {}, {save_and_exit_key}},
+    {"complete_wide", two_hours, {"--plotcaz"}, {'2', save_and_exit_key}},
+    {"help", three_minutes, {}, {'3', 'h'}},
 };
 
-const Row rows[] = {
-    {"result", result_plot, twenty_minutes, [] {}},
-    {"result_small_screen", result_plot, twenty_minutes, [] { settings.graphics_mode = 1; }},
-    {"result_maxcrs", result_plot, twenty_minutes, [] { settings.type = MarkerType::maxcrs; }},
-    {"result_slopes", result_plot, twenty_minutes, [] { settings.lsq_plot = true; }},
-    {"result_minutes_of_centers", result_plot, three_minutes,
-     [] {
-       settings.print_ut = false;
-       display_state.center_time = true;
-     }},
-    {"result_compact", result_plot, two_hours, [] { settings.compact = 3; }},
-    {"result_velocity_maximum", result_plot, twenty_minutes,
-     [] {
-       settings.coord_loaded = true;
-       settings.title = "K\xc3\xa4lla A";
-     }},
-    {"result_mean_bars", result_plot, twenty_minutes,
-     [] {
-       settings.plotcaz = true;
-       settings.crsfilter = 0.5;
-     }},
-    {"result_logarithmic_bars", result_plot, twenty_minutes,
-     [] {
-       settings.plotcaz = true;
-       settings.logcaz = true;
-       display_state.horizontal_offset = -80;
-     }},
-    {"result_forced_range", result_plot, twenty_minutes,
-     [] {
-       settings.range_set = settings.range_forced = true;
-       settings.range_t0 = six_o_clock - 300;
-       settings.range_t1 = six_o_clock + 1700;
-     }},
-    {"result_midnight", result_plot, midnight, [] {}},
-    {"circular", circular_plot, twenty_minutes, [] { settings.hist_size = 36; }},
-    {"circular_velocity", circular_velocity_plot, twenty_minutes,
-     [] {
-       settings.crsfilter = 0.5;
-       display_state.div = 4;
-       display_state.time_shift = -20;
-     }},
-    {"complete_short", saved, three_minutes, [] {}},
-    {"complete_wide", saved, two_hours, [] { settings.plotcaz = true; }},
-};
-
-class pictures : public FreshState {
+class plots : public FreshState {
  protected:
-  pictures() {
+  plots() {
     unsetenv("ZENVUE_FONT");
     std::filesystem::current_path(folder_.path());
+    std::filesystem::create_directory("data");
+    recording::write_coordinates("places", recording::Positions());
   }
 
-  ~pictures() override { std::filesystem::current_path(before_); }
+  ~plots() override { std::filesystem::current_path(before_); }
 
-  static gr::Picture draw(const Row& row) {
-    reset();
-    settings.memory = true;
-    settings.quiet = true;
-    row.change();
-    graphics_init(settings.graphics_mode);
-    const ResultSeries series = row.series();
-    if (row.plot != saved) {
-      row.plot("data/rasvik.ko24", series, save_and_exit_key);
-      return support::current_picture();
+  /// Opens a memory canvas, for a run with these options.
+  static void open_canvas(std::vector<std::string> options) {
+    options.insert(options.begin(), {"tavrik", "--quiet"});
+    std::vector<char*> arguments;
+    for (std::string& option : options) {
+      arguments.push_back(option.data());
     }
-    save_complete_plot("rasvik.ko24", series);
-    EXPECT_FALSE(picture_failed);
-    return gr::load_png("rasvik.png").value_or(gr::Picture());
+    arguments.push_back(nullptr);
+    reset();
+    parse_command_line(arguments);
+    settings.memory = true;
+    graphics_init(settings.graphics_mode);
   }
 
  private:
@@ -166,51 +146,236 @@ class pictures : public FreshState {
   support::TemporaryFolder folder_;
 };
 
-TEST_F(pictures, are_the_accepted_ones) {
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    support::expect_picture(row.name, draw(row));
+TEST_F(plots, are_the_accepted_ones_and_none_is_left_over) {
+  for (const auto& row : accepted) {
+    open_canvas(row.options);
+    display_state.vertical_offset = row.up;
+    for (const int key : row.keys) {
+      gr::push_event({.key = key});
+    }
+    gr::surface.window = &lonely_window;
+    std::size_t file = 0;
+    exit_status([&] { display(row.series(), {"data/rasvik.ko24"}, file); });
+    support::expect_accepted(row.name);
   }
-}
-
-TEST_F(pictures, none_is_left_over) {
-  std::vector<std::string> names;
-  for (const Row& row : rows) {
-    names.emplace_back(row.name);
-  }
-  EXPECT_THAT(support::accepted_pictures(), testing::UnorderedElementsAreArray(names));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(TAVRIK_PICTURES), {}),
+            std::ssize(accepted));
 }
 
 /// On a screen the plot is gathered screen by screen, in memory drawn at once; either way no mark
-/// is cut, however large. Afterwards the view is as before.
-TEST_F(pictures, a_complete_plot_is_the_same_from_a_screen_and_from_memory) {
+/// is cut, however large.
+TEST_F(plots, a_complete_plot_is_the_same_from_a_screen_and_from_memory) {
   for (const double loudness : {1, 3, 40}) {
     SCOPED_TRACE(loudness);
-    reset();
-    settings.type = loudness > 1 ? MarkerType::maxcrs : MarkerType::normal;
-    settings.lsq_plot = true;
-    settings.quiet = true;
-    settings.memory = true;
-    graphics_init(settings.graphics_mode);
+    open_canvas({"--lsq-plot", loudness > 1 ? "-tmaxcrs" : "-tnormal"});
     ResultSeries series = two_hours();
     for (ResultRecord& record : series.records) {
       record.cmax *= loudness;
     }
-    display_state.horizontal_offset = -321;
-    display_state.div = 7;
-    const DisplayState before = display_state;
+    display_state = {.div = 7, .horizontal_offset = -321};
     settings.memory = false;  // the surface at hand serves as the screen
     save_complete_plot("slices.ko24", series);
-    EXPECT_EQ(display_state, before);
     settings.memory = true;
     save_complete_plot("once.ko24", series);
-    const auto slices = gr::load_png("slices.png");
-    const auto once = gr::load_png("once.png");
-    ASSERT_TRUE(slices && once);
-    EXPECT_GT(once->context.width, 2 * 800);
-    EXPECT_EQ(slices->context.width, once->context.width);
-    EXPECT_TRUE(slices->context.pixels == once->context.pixels);
+    EXPECT_GT(support::current_image().width, 2 * 800);
+    support::expect_same("once", support::load_image("once.png"), support::current_image());
+    support::expect_same("slices", support::load_image("slices.png"), support::current_image());
   }
+}
+
+/// Records with these values in one member.
+ResultSeries series_of(double ResultRecord::*member, const std::vector<double>& values) {
+  ResultSeries series = {16, std::vector<ResultRecord>(values.size())};
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    series.records[i].*member = values[i];
+  }
+  return series;
+}
+
+ResultSeries at_times(const std::vector<double>& times) {
+  return series_of(&ResultRecord::time, times);
+}
+
+/// Every value alike, and a time step.
+ResultSeries filled(std::size_t count, double value, double step = 4) {
+  ResultSeries series = {
+      16, {count, {.az = value, .quality = value, .vel2 = value, .cmax = value, .slope = value}}};
+  for (std::size_t i = 0; i < count; ++i) {
+    series.records[i].time = 1456812000 + step * static_cast<double>(i);
+  }
+  return series;
+}
+
+TEST_F(plots, plot_times) {
+  const struct {
+    const char* name;
+    std::vector<double> times;
+    std::vector<std::string> options;
+    double first, last, step;
+    int width;
+  } rows[] = {
+      {"no record: a window's step of 128 samples", {}, {}, 0, 8, 8, 1},
+      {"one record, steps of 16 samples", {100}, {"-s16"}, 100, 101, 1, 1},
+      {"a gap at first: the step that comes twice", {0, 100, 104, 108}, {}, 0, 108, 4, 27},
+      {"almost equal steps", {0, 5, 9, 13.00009}, {}, 0, 13.00009, 4, 3},
+      {"no two equal steps: the first", {0, 4, 9, 15}, {}, 0, 15, 4, 3},
+      {"no time passes", {7, 7, 7}, {}, 7, 15, 8, 1},
+      {"compact", {0, 1, 2, 5e6}, {"--compact=300"}, 0, 5e6, 1, 16666},
+      {"over midnight", {86392, 86396, 0, 4}, {}, 86392, 4, 4, 3},
+      {"a day back", {186400, 186404, 100000}, {}, 186400, 186404, 4, 1},
+      {"more than a day back", {200000, 200004, 0}, {}, 200000, 0, 4, 0},
+      {"forced: at most 64 samples", {1010, 1015}, {"--force=1000-1100"}, 1000, 1100, 4, 25},
+      {"forced: a shorter step", {1010, 1011}, {"--force=1000-1100"}, 1000, 1100, 1, 100},
+  };
+
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    open_canvas(row.options);
+    EXPECT_THAT(plot_times(at_times(row.times)),
+                FieldsAre(row.first, row.last, row.step, row.width));
+  }
+  open_canvas({});
+  const support::CapturedStderr captured;
+  for (const double last : {5e6, 1e300, inf, nan}) {
+    EXPECT_EQ(exit_status([&] { plot_times(at_times({0, 1, 2, last})); }), 1) << last;
+  }
+}
+
+TEST_F(plots, velocity_maximum_keeps_two_outliers_off) {
+  const std::pair<std::vector<double>, double> rows[] = {{{300, 400}, 1000},
+                                                         {{300, 400, 500}, 300},
+                                                         {{300, 10, 400, 350, 500, 450}, 300},
+                                                         {{300, 400, 400, 500}, 300},
+                                                         {{300, 400, 500, 9000}, 400},
+                                                         {{0, 400, 500}, 1000},
+                                                         {{300, 400, inf, inf}, 300}};
+  for (const auto& [velocities, maximum] : rows) {
+    auto records = series_of(&ResultRecord::vel2, velocities).records;
+    records.insert(records.begin() + 1, {.az = nan, .vel2 = 350});
+    settings.coord_loaded = false;
+    EXPECT_EQ(velocity_maximum(records), 1000);
+    settings.coord_loaded = true;
+    EXPECT_EQ(velocity_maximum(records), maximum) << testing::PrintToString(velocities);
+  }
+}
+
+TEST_F(plots, azimuths_are_counted_in_rows_and_in_sectors) {
+  auto records =
+      series_of(&ResultRecord::az, {0, 89.99, 90, 179, 359.99, 360, nan, 100, inf, -1}).records;
+  const double cmax[] = {0.9, 0.5, 0.4, 0.5, 0.9, 0.9, 0.9, nan, 0.9, 0.9};
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    records[i].cmax = cmax[i];
+    records[i].quality = static_cast<double>(1 << i);
+  }
+  EXPECT_THAT(count_azimuths(records, 4, 0.5),
+              ElementsAre(FieldsAre(2, 2, 3), FieldsAre(3, 1, 140), FieldsAre(0, 0, 0),
+                          FieldsAre(1, 1, 16), FieldsAre(1, 1, 32)));
+  EXPECT_THAT(count_sectors(records, 4, 0.5), ElementsAre(3, 1, 0, 1));
+  EXPECT_THAT(count_sectors(records, 4, 0), ElementsAre(3, 2, 0, 1));
+}
+
+TEST_F(plots, hostile_series_are_drawn) {
+  std::vector<ResultSeries> hostile = {at_times({90, 50, 40, 35}),
+                                       at_times({186400, 186404, 100000}),
+                                       at_times({1e9, 1e9 + 4, 5}),
+                                       series_of(&ResultRecord::vel2, {inf, inf, inf}),
+                                       series_of(&ResultRecord::vel2, {1e-300, 2e-300, 300}),
+                                       series_of(&ResultRecord::vel2, {8e307, 1.6e308, 1.7e308}),
+                                       filled(0, 45),
+                                       filled(1, 45)};
+  for (const double value : {45.0, 360.0, nan, inf, -inf, 1e300, -1e300}) {
+    hostile.push_back(filled(7, value));
+  }
+  for (const double step : {0.0, 1e-6, 1e8, 1e300}) {
+    hostile.push_back(filled(30, 10, step));
+  }
+  for (const ResultSeries& series : hostile) {
+    for (int mode = 1; mode <= 7; ++mode) {
+      SCOPED_TRACE(testing::Message()
+                   << "series " << &series - hostile.data() << ", mode " << mode);
+      open_canvas({"-g" + std::to_string(mode), "--lsq-plot", "--plotcaz"});
+      settings.logcaz = mode % 2 == 0;
+      settings.coord_loaded = mode % 3 == 0;
+      settings.type = mode % 2 == 0 ? MarkerType::maxcrs : MarkerType::normal;
+      settings.compact = mode == 5 ? 1000000 : 1;
+      display_state.time_shift = -30;
+      for (const auto plot : {result_plot, circular_plot, circular_velocity_plot}) {
+        EXPECT_EQ(plot("x", series, save_and_exit_key), save_and_exit_key);
+      }
+      EXPECT_LE(display_state.least_x, display_state.greatest_x);
+    }
+  }
+}
+
+TEST(strippath, takes_the_usual_folders_off) {
+  const char* const rows[][2] = {{"data/x", "data/x"},
+                                 {"//home/korla/korla/x", "x"},
+                                 {"home/x", "x"},
+                                 {"/korla/home/x", "home/x"},
+                                 {"/home/home/korla/x", "home/korla/x"},
+                                 {"korla-2016/x", "korla-2016/x"},
+                                 {"/", ""}};
+  for (const auto& [path, stripped] : rows) {
+    EXPECT_EQ(strippath(path), stripped) << path;
+  }
+}
+
+class program_pictures : public testing::Test {
+ protected:
+  program_pictures() {
+    write_ko24(folder_ / "event.ko24", recording::compute_recording({.length = 150}), 1);
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"}) {
+      unsetenv(name);
+    }
+  }
+
+  /// Runs without a window, and saves a picture.
+  support::Ended save(std::vector<std::string> arguments, Stream output = Stream::kept) const {
+    arguments.insert(arguments.begin(), {"--memory", "--save-and-exit"});
+    return support::run_program(folder_.path().string(), arguments, {.output = output});
+  }
+
+  void expect_failure(const support::Ended& ended, const std::string& said) const {
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.error, HasSubstr(said));
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "event.png"));
+  }
+
+  support::TemporaryFolder folder_;
+};
+
+TEST_F(program_pictures, are_saved_beside_the_data_or_go_to_the_standard_output) {
+  EXPECT_EQ(save({"event.ko24"}).output, "");
+  EXPECT_EQ(support::load_image(folder_ / "event.png").height, 600);
+  const std::string file = folder_.read("event.png");
+  EXPECT_EQ(save({"--no-join", "--compact=2", "event.ko24", "none.ko24"}).status, 0);
+  EXPECT_FALSE(folder_.read("event.png") == file);
+  std::filesystem::remove(folder_ / "event.png");
+  EXPECT_TRUE(save({"--stdout", "event.ko24"}).output == file);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "event.png"));
+}
+
+TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
+  expect_failure(save({"--stdout", "event.ko24"}, Stream::broken), "Can't write standard output\n");
+  expect_failure(save({"-c", "--force=0-1456900000", "event.ko24"}),
+                 "Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
+  EXPECT_NE(folder_.read("event.az"), "");
+  expect_failure(save({"-g4", "event.ko24"}), "\nGrSetMode: ");
+  // An absolute path is stripped, and no folder is made for it.
+  expect_failure(save({folder_ / "event.ko24"}), "Can't open " + (folder_ / "event.png").substr(1));
+  const std::string bytes = folder_.read("event.ko24");
+  folder_.write("input.png", bytes);
+  expect_failure(save({"input.png"}), "Can't open input.png\n");
+  EXPECT_TRUE(folder_.read("input.png") == bytes);
+}
+
+TEST_F(program_pictures, are_not_saved_unless_they_are_asked_for_and_there_is_data) {
+  EXPECT_EQ(save({"--no-save-and-exit", "event.ko24"}).status, 0);
+  write_ko24(folder_ / "short.ko24", recording::compute_recording({.length = 1}), 1);
+  const auto ended = save({"--no-join", "short.ko24", "event.ko24"});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_THAT(ended.error, HasSubstr("file: short.ko24 No data\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "event.png"));
 }
 
 }  // namespace

@@ -1,30 +1,22 @@
-// What every key changes, and what it asks for.
+// What every key changes, and what it asks for; and which keys a long analysis obeys.
 
 #include "src/viewer_keys.h"
 
 #include <gtest/gtest.h>
-#include <random>
 
-#include "graphics/event.h"
+#include "tests/support/fresh_state.h"
+
+#include "src/viewer_wait.h"
 
 namespace {
 
-using tavrik::Action;
-using tavrik::PlotKind;
-using tavrik::View;
-
-constexpr tavrik::Screen screen = {600, 800};
+using namespace tavrik;
 
 /// A view in which every key that changes something can be seen to.
 View some_view() {
-  View view;
-  view.display.div = 5;
-  view.display.horizontal_offset = 70;
-  view.display.vertical_offset = 9;
-  view.display.time_shift = 3;
-  view.plot = PlotKind::circular_velocity;
-  view.debug = 2;
-  return view;
+  return {.display = {.div = 5, .horizontal_offset = 70, .vertical_offset = 9, .time_shift = 3},
+          .plot = PlotKind::circular_velocity,
+          .debug = 2};
 }
 
 /// Selects a plot, which takes the pans back.
@@ -33,10 +25,13 @@ void select(View& view, PlotKind plot) {
   view.display.horizontal_offset = view.display.vertical_offset = 0;
 }
 
-TEST(apply_key, changes_the_view) {
+TEST(apply_key, changes_the_view_or_asks_for_an_action) {
+  const auto nothing = [](View&) {};
+
   const struct {
     std::vector<int> keys;
     void (*change)(View& expected);
+    Action action = Action::redraw;
   } table[] = {
       {{'+'}, [](View& v) { v.display.div = 4; }},
       {{'-'}, [](View& v) { v.display.div = 6; }},
@@ -51,7 +46,13 @@ TEST(apply_key, changes_the_view) {
       {{gr::key_page_down}, [](View& v) { v.display.time_shift = -27; }},
       {{gr::key_left}, [](View& v) { v.display.horizontal_offset = 150; }},
       {{gr::key_right}, [](View& v) { v.display.horizontal_offset = -10; }},
-      {{'r', 'R', gr::key_up, gr::key_down}, [](View&) {}},
+      {{'r', 'R', gr::key_up, gr::key_down}, nothing},
+      {{'?', 'h', 'H', gr::key_f1}, nothing, Action::help},
+      {{'f', 'F', 's', 'S'}, nothing, Action::save},
+      {{264}, nothing, Action::save_and_end},
+      {{27}, nothing, Action::end},
+      {{8}, nothing, Action::previous_file},
+      {{13, ' ', '=', 'x', '4', 9, 340}, nothing, Action::next_file},
   };
 
   for (const auto& row : table) {
@@ -60,64 +61,40 @@ TEST(apply_key, changes_the_view) {
       View view = some_view();
       View expected = some_view();
       row.change(expected);
-      EXPECT_EQ(tavrik::apply_key(key, view, screen), Action::redraw);
+      EXPECT_EQ(apply_key(key, view, {619, 800}), row.action);
       EXPECT_EQ(view, expected);
     }
   }
+  View view;  // of the result plot
+  apply_key('p', view, {});
+  EXPECT_EQ(view.plot, PlotKind::circular);
 }
 
-TEST(apply_key, asks_for_an_action) {
-  const std::pair<Action, std::vector<int>> table[] = {
-      {Action::help, {'?', 'h', 'H', gr::key_f1}},
-      {Action::save, {'f', 'F', 's', 'S'}},
-      {Action::save_and_end, {264}},
-      {Action::end, {27}},
-      {Action::previous_file, {8}},
-      {Action::next_file, {13, ' ', '=', 'x', '4', 9, 340}},
-  };
-  for (const auto& [action, keys] : table) {
-    for (const int key : keys) {
-      SCOPED_TRACE(key);
-      View view = some_view();
-      EXPECT_EQ(tavrik::apply_key(key, view, screen), action);
-      EXPECT_EQ(view, some_view());
+TEST(apply_key, comes_to_an_end_when_a_key_is_held) {
+  const auto hold = [](int key, std::size_t n_records) {
+    View view;
+    for (int i = 0; i < 200; ++i) {
+      apply_key(key, view, {n_records, 100000000});
     }
-  }
+    return view.display;
+  };
+  EXPECT_EQ(hold('+', 600).div, 1);
+  EXPECT_EQ(hold('-', 600).div, 100);
+  EXPECT_EQ(hold(gr::key_left, 600).horizontal_offset, 1000000000);
+  EXPECT_EQ(hold(gr::key_page_down, 20 * 100000000UL).time_shift, -1000000000);
+  EXPECT_EQ(hold(gr::key_page_up, 19).time_shift, 0);
 }
 
-TEST(apply_key, keeps_div_within_1_and_100) {
-  View view;
-  tavrik::apply_key('+', view, screen);
-  EXPECT_EQ(view.display.div, 1);
-  view.display.div = 100;
-  tavrik::apply_key('-', view, screen);
-  EXPECT_EQ(view.display.div, 100);
-}
+class end_was_asked : public FreshState {};
 
-TEST(apply_key, shifts_by_nothing_with_fewer_than_20_records) {
-  View view;
-  tavrik::apply_key(gr::key_page_up, view, {19, 800});
-  EXPECT_EQ(view, View());
-}
-
-TEST(apply_key, panning_back_and_forth_changes_nothing) {
-  std::mt19937 random(7);
-  View view = some_view();
-  std::vector<int> undo;
-  for (int i = 0; i < 500; ++i) {
-    constexpr int keys[][2] = {{gr::key_left, gr::key_right},
-                               {gr::key_page_up, gr::key_page_down},
-                               {'b', 'b'},
-                               {'u', 'u'}};
-    const auto& pair = keys[random() % 4];
-    const bool forth = random() % 2 == 0;
-    tavrik::apply_key(pair[forth ? 0 : 1], view, screen);
-    undo.push_back(pair[forth ? 1 : 0]);
+TEST_F(end_was_asked, by_esc_or_close_and_keys_that_were_pressed_stay) {
+  gr::surface.events = {{.key = 13}, {.key = 13, .repeated = true}, {.key = ' '}};
+  EXPECT_FALSE(tavrik::end_was_asked());
+  EXPECT_EQ(gr::surface.events.size(), 2U);
+  for (const gr::Event& end : {gr::Event{.key = 27}, {.kind = gr::EventKind::close}}) {
+    gr::surface.events = {{.key = 13}, end};
+    EXPECT_TRUE(tavrik::end_was_asked());
   }
-  for (auto key = undo.rbegin(); key != undo.rend(); ++key) {
-    tavrik::apply_key(*key, view, screen);
-  }
-  EXPECT_EQ(view, some_view());
 }
 
 }  // namespace

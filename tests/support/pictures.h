@@ -1,22 +1,33 @@
 #pragma once
-// Comparing what was drawn with the accepted pictures in tests/pictures.
+// Pictures in their colors, and the accepted ones in tests/pictures.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "graphics/png.h"
-
 namespace support {
 
-/// Expects a picture to be the accepted one, color by color. Where it is not, writes it as
-/// NAME.actual.png and the differing pixels, red on white, as NAME.diff.png into the build folder.
-/// With TAVRIK_UPDATE_PICTURES=1 in the environment the picture becomes the accepted one.
-void expect_picture(const std::string& name, const gr::Picture& actual);
+/// Pixels as they are on a screen, 0xRRGGBB, row by row.
+struct Image {
+  int width = 0;
+  int height = 0;
+  std::vector<std::uint32_t> pixels;
+
+  bool operator==(const Image&) const = default;
+};
 
 /// The surface that is drawn on.
-gr::Picture current_picture();
+Image current_image();
 
-/// Names of all accepted pictures, in order.
-std::vector<std::string> accepted_pictures();
+/// A picture that was saved; empty if there is none.
+Image load_image(const std::string& path);
+
+/// Expects an image to be this one. Where it is not, writes both into the build folder, as
+/// NAME.actual.ppm and NAME.expected.ppm.
+void expect_same(const std::string& name, const Image& actual, const Image& expected);
+
+/// Expects the surface that is drawn on to be the accepted picture of this name. With
+/// TAVRIK_UPDATE_PICTURES=1 in the environment it becomes the accepted one.
+void expect_accepted(const std::string& name);
 
 }  // namespace support

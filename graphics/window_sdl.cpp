@@ -17,7 +17,8 @@ struct ScreenWindow {
   SDL_Window* window = nullptr;
   SDL_Surface* picture = nullptr;  ///< what was presented last, in the canvas's own size
   bool shown = false;
-  bool key_repeats = false;  ///< the key that went down last is being held
+  bool key_repeats = false;      ///< the key that went down last is being held
+  bool key_for_desktop = false;  ///< it went down with Ctrl, Alt or the desktop's own key
 };
 
 ScreenWindow screen;
@@ -211,25 +212,22 @@ bool types_text() {
          next.type == SDL_TEXTINPUT;
 }
 
-/// Keys with Ctrl, Alt or the desktop's own key are meant for the desktop.
-bool meant_for_desktop() {
-  return (SDL_GetModState() & (KMOD_CTRL | KMOD_LALT | KMOD_GUI)) != 0;
-}
-
 void hear_key(EventQueue& events, const SDL_KeyboardEvent& key) {
+  constexpr int desktop_modifiers = KMOD_CTRL | KMOD_LALT | KMOD_GUI;
   screen.key_repeats = key.repeat != 0;
+  screen.key_for_desktop = (key.keysym.mod & desktop_modifiers) != 0;
   int code = special_key(key.keysym.sym);
   if (code == 0 && !types_text()) {
     code = key_pad_key(key.keysym.sym);
   }
-  if (code != 0 && !meant_for_desktop()) {
+  if (code != 0 && !screen.key_for_desktop) {
     push_key(events, code);
   }
 }
 
 /// Takes the characters of Latin 1 from typed text, UTF-8. Others have no key code.
 void hear_text(EventQueue& events, const char* text) {
-  if (meant_for_desktop()) {
+  if (screen.key_for_desktop) {
     return;
   }
   for (; *text != '\0'; ++text) {

@@ -144,20 +144,22 @@ TEST_F(window, obeys_every_key_over_three_files) {
       {"Alt_L", 0},         {"F2", 0},        {"Delete", 0},        {"End", 0},
       {"KP_End", 0},        {"Insert", 0},    {"Super_L", 0}};
   open();
+  for (const char* modifier : {"Control_L", "Alt_L", "Super_L"}) {  // the desktop's
+    screen_.type("x", modifier);
+    screen_.type("Return", modifier);
+  }
   for (const auto& [name, code] : walk) {
     SCOPED_TRACE(name);
     screen_.type(name);
     apply(code);
     ASSERT_TRUE(help_ || shows_view());
   }
-  screen_.type("x", "Control_L");
-  screen_.type("Return", "Alt_L");
   screen_.type("space");
   const support::Ended end = run_->wait();
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_THAT(end.error, HasSubstr("\nVideoDriver: x11\n"));
   EXPECT_THAT(end.error, HasSubstr("plot_maxx="));  // a trace, asked for by "d"
-  settings.memory = false;  // as on the screen: see the test of the complete plots
+  settings.memory = false;                          // so that it is gathered as from a window
   save_complete_plot("expected.ko24", series_[2]);
   support::expect_same("c", support::load_image("c.png"), support::load_image("expected.png"));
 }

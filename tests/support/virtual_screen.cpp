@@ -66,6 +66,7 @@ VirtualScreen::VirtualScreen() : server_(popen(server_command, "re")) {
   display_ = XOpenDisplay(name.c_str());
   XSetErrorHandler(ignore_error);
   XSelectInput(display_, DefaultRootWindow(display_), SubstructureNotifyMask);
+  XSync(display_, False);
   setenv("DISPLAY", name.c_str(), 1);
   setenv("SDL_MOUSE_FOCUS_CLICKTHROUGH", "1", 1);  // a click may come soon after the focus
   unsetenv("WAYLAND_DISPLAY");

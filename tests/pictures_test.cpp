@@ -113,7 +113,7 @@ const struct {
     {"circular_velocity", twenty_minutes, {"-h0.5"}, {'3', '-', '-', gr::key_page_down}},
     {"complete_short", three_minutes, {}, {save_and_exit_key}},
     {"complete_wide", two_hours, {"--plotcaz"}, {'2', save_and_exit_key}},
-    {"help", three_minutes, {}, {'3', 'h'}},
+    {"help", three_minutes, {}, {'3', gr::key_left, 'h'}},
 };
 
 class plots : public FreshState {

@@ -1,4 +1,4 @@
-// Feeds files, and the files in folders, to a fuzz target without a fuzzer.
+// Feeds files, and the files in folders and theirs, to a fuzz target without a fuzzer.
 
 #include <cstdio>
 #include <filesystem>
@@ -30,8 +30,8 @@ int main(int argc, char** argv) {
       count += replay(argv[i]) ? 1 : 0;
       continue;
     }
-    for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-      count += replay(entry.path()) ? 1 : 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
+      count += entry.is_regular_file() && replay(entry.path()) ? 1 : 0;
     }
   }
   std::fprintf(stderr, "%d inputs replayed\n", count);

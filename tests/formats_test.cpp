@@ -1,11 +1,18 @@
 // Every format that the array has written, through the whole analysis: the same sound gives the
 // same results, files of all formats join, and damage ends as it should.
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
-#include <cstdio>
+#include <exception>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <limits>
+#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -65,10 +72,13 @@ class formats : public FreshState {
     return series.records;
   }
 
-  /// Whether a file gives a result; if not, it ends with status 1 or an error that has a text.
-  bool survives(const std::string& bytes) const {
-    std::remove(path.c_str());  // file systems hurry to save what was emptied
-    folder.write("20160301/r6030106.dat", bytes);
+  enum class Outcome { result, ended, error };
+
+  /// Opens and analyses a file: a result, an end with status 1, or an error that has a text.
+  /// Anything else passes through and fails the test.
+  Outcome outcome(const std::string& bytes) {
+    windows = 0;
+    rewrite(bytes);
     try {
       const auto series = KorLa::open_series(path, 0, true);
       std::size_t loaded = 0;
@@ -76,25 +86,36 @@ class formats : public FreshState {
         // Of equal length, but for ko24's last sample.
         const std::size_t length = series->samples.at(c).size();
         EXPECT_LE(length - series->times.size(), series->format_id() == 1 ? 1U : 0U);
-        loaded += 4 * series->samples[c].capacity();
+        loaded += 4 * series->samples[c].capacity() + sizeof(KorLa::ChannelDescriptor);
       }
-      EXPECT_LE(loaded, 2 * bytes.size() + 8192);  // no more than the file can need
+      // No promise of the header takes memory that the file can't need.
+      EXPECT_LE(loaded, 2 * bytes.size() + 8192);
       tavrik::ResultSeries results;
       tavrik::analyse({path}, results);
-      return true;
+      windows = results.records.size();
+      return Outcome::result;
     } catch (const ProcessEnded& end) {
       EXPECT_EQ(end.status, 1);
       tavrik::close_result_files();
+      return Outcome::ended;
     } catch (const std::exception& error) {
       EXPECT_STRNE(error.what(), "");
+      return Outcome::error;
     }
-    return false;
+  }
+
+  /// Writes the file at `path` without emptying it: file systems hurry to save what was emptied.
+  void rewrite(const std::string& bytes) const {
+    std::ofstream(path, std::ios::binary | std::ios::app);
+    std::fstream(path, std::ios::binary | std::ios::in | std::ios::out) << bytes;
+    std::filesystem::resize_file(path, bytes.size());
   }
 
   support::TemporaryFolder folder;
   /// Dates the files whose comment has no date: 06:00 on 1 March 2016, rasvik.
   const std::string path = folder / "20160301/r6030106.dat";
   std::string said;
+  std::size_t windows = 0;
 };
 
 TEST_F(formats, give_the_same_directions_and_velocities) {
@@ -166,51 +187,92 @@ TEST_F(formats, skip_windows_that_span_a_gap) {
   }
 }
 
+// The start of a file takes every one of these values at each byte.
 TEST_F(formats, survive_any_damage) {
-  const std::vector<std::string> small_files = {
-      support::Ko24File({}).add_values(Counts(60, 1)).bytes(),
-      support::text_file({"360 0", "360 2"}, 16),
-      "!Tidserier 8 1\n" + support::text_group("360 0", 100, 128),
-      support::binary_file({{360, 0}}),
-      support::binary_file({{0x6000, 0x56d5}}).replace(1, 1, "U"),
-      "Tidserier\r" + support::binary_group({}, 0, 128),
-      support::comment_line('S', 512, 8) + "\n" + support::tm4_lines(0, 100, 20, 8, 4),
-  };
+  const support::CapturedStderr captured;
   const std::string others("\0 \r\n!-.09T\xff", 11);
   settings.clength = settings.cstep = 8;
-  for (const std::string& bytes : small_files) {
-    SCOPED_TRACE(bytes.substr(0, 20));
-    const support::CapturedStderr captured;
+  for (const std::string name :
+       {"ko24/twenty_samples.ko24", "text/two_blocks_of_16.dat", "text/form_1_one_group.dat",
+        "binary/one_group.dat", "binary/one_group_u.dat", "binary/one_group_plain.dat",
+        "tm4/twenty_lines.dat"}) {
+    const std::string bytes = support::contents_of(support::station_file(name));
     int analysed = 0;
-    for (std::size_t place = 0; place < bytes.size(); ++place) {
-      SCOPED_TRACE(place);
-      analysed += survives(bytes.substr(0, place)) ? 1 : 0;
-      // The first line, and what follows it, takes every one of these values at each byte.
-      for (std::size_t v = 0; v < (place < 120 ? others.size() : 1); ++v) {
+    for (std::size_t place = 0; place < bytes.size(); place += place < 100 ? 1 : 7) {
+      SCOPED_TRACE(name + ", byte " + std::to_string(place));
+      analysed += outcome(bytes.substr(0, place)) == Outcome::result ? 1 : 0;
+      for (std::size_t v = 0; v < (place < 100 ? others.size() : 1); ++v) {
         std::string changed = bytes;
         changed[place] = others[(place + v) % others.size()];
-        analysed += survives(changed) ? 1 : 0;
+        analysed += outcome(changed) == Outcome::result ? 1 : 0;
       }
     }
-    EXPECT_GT(analysed, 300);
+    EXPECT_GT(analysed, 300) << name;
+  }
+}
+
+/// Two windows of samples for as many channels as the fields say.
+std::string small_file(const support::Ko24Fields& fields) {
+  std::vector<std::int32_t> values(20 * std::size_t{fields.n_channels});
+  std::mt19937 random(fields.n_channels);
+  std::generate(values.begin(), values.end(), std::ref(random));
+  return support::Ko24File(fields).add_values(values).bytes();
+}
+
+TEST_F(formats, survive_any_number_of_channels) {
+  const support::CapturedStderr captured;
+  settings.clength = settings.cstep = 8;
+  for (int n = 0; n < 256; ++n) {
+    SCOPED_TRACE(n);
+    const auto count = static_cast<std::uint8_t>(n);
+    EXPECT_EQ(outcome(small_file({.n_channels = count})), n < 3 ? Outcome::error : Outcome::result);
+    EXPECT_EQ(windows, n < 3 ? 0U : 2U);
+    // The same count in a file that holds neither the table nor the samples of so many.
+    const std::string lying = small_file({}).replace(20, 1, 1, static_cast<char>(n));
+    EXPECT_EQ(outcome(lying), n == 3 ? Outcome::result : Outcome::error);
+  }
+}
+
+TEST_F(formats, survive_any_frequency) {
+  const support::CapturedStderr captured;
+  constexpr double inf = std::numeric_limits<double>::infinity();
+  settings.clength = settings.cstep = 8;
+  settings.write_az = settings.partial = settings.lltmp = settings.crn = true;
+  settings.comment = settings.center_time = settings.histogram = true;
+  for (const double hz : {0.0, -18.0, std::nan(""), inf, -inf, 5e-324, 1e-9, 0.6, 7e4, 1e300}) {
+    for (const std::uint8_t n_channels : {3, 4}) {  // the fourth is searched for time marks
+      SCOPED_TRACE(testing::Message() << hz << " Hz, channels: " << int{n_channels});
+      const auto file = small_file({.n_channels = n_channels, .sampling_frequency = hz});
+      settings.maxdelay_auto = true;  // the lags by the frequency
+      EXPECT_EQ(outcome(file), hz == 0.6 || hz == 7e4 ? Outcome::result : Outcome::ended);
+      settings.maxdelay_auto = false;
+      EXPECT_EQ(outcome(file), hz > 0 && hz < inf ? Outcome::result : Outcome::ended);
+    }
   }
 }
 
 TEST_F(formats, are_written_with_16_bits_and_whole_blocks) {
-  const Recording loud{
-      18.0, 1456812000.75, 1, {Counts(300, 40000), Counts(300, -40000), Counts(300, 7)}};
+  Recording loud{18.0, 1456812000.75, 1, std::vector<Counts>(3, Counts(700))};
+  std::mt19937 random(16);
+  for (Counts& channel : loud.samples) {
+    std::generate(channel.begin(), channel.end(),
+                  [&] { return static_cast<std::int32_t>(random()) >> random() % 32; });
+  }
   for (const Storage& storage : all_formats) {
     SCOPED_TRACE(describe(storage));
-    if (storage.format <= ko24_2 || storage.block_length == 512U) {
-      continue;
-    }
     write_recording(path, loud, storage);
     const support::CapturedStderr captured;
     const auto series = KorLa::open_series(path, 0, false);
-    const Recording whole{0, 0, 0, {Counts(256, 32767), Counts(256, -32768), Counts(256, 7)}};
-    EXPECT_EQ(series->samples, storage.format == tm4 ? loud.samples : whole.samples);
-    EXPECT_EQ(series->start_time(), 1456812000.0);
-    EXPECT_EQ(int{series->header.station}, has_full_comment(storage.format) ? 1 : 0);
+    const bool ko24 = storage.format <= ko24_2;
+    const bool whole = ko24 || storage.format == tm4;
+    EXPECT_EQ(series->times.size(), whole ? 700U : storage.block_length == 512U ? 512U : 640U);
+    for (std::size_t i = 0; i < 3 * series->times.size(); ++i) {
+      const std::int32_t value = loud.samples[i % 3][i / 3];
+      ASSERT_EQ(series->samples.at(i % 3).at(i / 3),
+                whole ? value : std::clamp(value, -32768, 32767));
+    }
+    EXPECT_EQ(series->start_time(), ko24 ? loud.start : 1456812000.0);
+    EXPECT_EQ(int{series->header.station}, has_full_comment(storage.format) || ko24 ? 1 : 0);
   }
 }
 
@@ -223,18 +285,25 @@ TEST_F(formats, are_refused_what_they_have_no_room_for) {
     EXPECT_TRUE(why.starts_with("Can't write " + path + ": ")) << why;
     return why.substr(why.rfind(": ") + 2);
   };
+  EXPECT_EQ(refused({ko24_0}, 0), "ko24 holds 1 to 255 channels, not 0");
+  EXPECT_EQ(refused({ko24_1}, 256), "ko24 holds 1 to 255 channels, not 256");
+  EXPECT_EQ(refused({ko24_2}, 1, 0, 18, -0.5), "ko24 has no start time -0.5");
+  EXPECT_EQ(refused({ko24_2}, 1, 0, 18, 4294967295.5), "ko24 has no start time 4294967295.5");
   EXPECT_EQ(refused({text}, 4), "the format has no room for 4 channels");
   EXPECT_EQ(refused({tm4}, 2), "the format has no room for 2 channels");
   EXPECT_EQ(refused({binary}, 3, 254), "no name stands for station 254");
   EXPECT_EQ(refused({tm4}, 3, 8), "no name stands for station 8");  // its name is another's
   EXPECT_EQ(refused({binary_plain}, 3, 0, 20), "blocks without times are always of 18 Hz");
+  EXPECT_EQ(refused({tm4}, 127), "the format has no room for 127 channels");
   EXPECT_EQ(refused({binary_u}, 3, 0, 18, -1), "the format has no start time -1");
   EXPECT_EQ(refused({text, 256}), "the format has no blocks of 256 samples");
   EXPECT_EQ(refused({text_form1, 512}), "the format has no blocks of 512 samples");
   EXPECT_EQ(refused({ko24_1, {}, {10, 10}}), "the format has no room for a gap");
   EXPECT_EQ(refused({binary_plain, {}, {10, 10}}), "the format has no room for a gap");
-  EXPECT_EQ(refused({text, 128, {7, 10}}), "the gap begins too early");
+  EXPECT_EQ(refused({text, 128, {7.05, 10}}), "the gap begins too early");
   EXPECT_FALSE(std::filesystem::exists(path));
+  write_recording(path, {18, 0, 0, std::vector<Counts>(126, Counts(2))}, {tm4});
+  EXPECT_EQ(KorLa::open_series(path, 0, false)->samples.size(), 126U);
 }
 
 }  // namespace

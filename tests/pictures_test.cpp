@@ -27,7 +27,6 @@
 namespace {
 
 using namespace tavrik;
-using support::Stream;
 using testing::ElementsAre;
 using testing::FieldsAre;
 using testing::HasSubstr;
@@ -330,9 +329,9 @@ class program_pictures : public testing::Test {
   }
 
   /// Runs without a window, and saves a picture.
-  support::Ended save(std::vector<std::string> arguments, Stream output = Stream::kept) const {
+  support::Ended save(std::vector<std::string> arguments, const char* before = ":") const {
     arguments.insert(arguments.begin(), {"--memory", "--save-and-exit"});
-    return support::run_program(folder_.path().string(), arguments, {.output = output});
+    return support::run_program(folder_.path().string(), arguments, before);
   }
 
   void expect_failure(const support::Ended& ended, const std::string& said) const {
@@ -356,7 +355,8 @@ TEST_F(program_pictures, are_saved_beside_the_data_or_go_to_the_standard_output)
 }
 
 TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
-  expect_failure(save({"--stdout", "event.ko24"}, Stream::broken), "Can't write standard output\n");
+  expect_failure(save({"--stdout", "event.ko24"}, support::break_output),
+                 "Can't write standard output\n");
   expect_failure(save({"-c", "--force=0-1456900000", "event.ko24"}),
                  "Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
   EXPECT_NE(folder_.read("event.az"), "");

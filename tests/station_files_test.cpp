@@ -9,18 +9,14 @@
 
 #include "tests/support/station_files.h"
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <set>
@@ -35,6 +31,7 @@
 #include "korla/path_date.h"
 #include "korla/stations.h"
 #include "korla/trace.h"
+#include "tests/support/accepted.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/temporary_folder.h"
@@ -42,41 +39,15 @@
 namespace {
 
 using KorLa::Korla_Base;
-using Entries = std::set<std::string>;
 
-// ---- Accepted texts
-
-/// The cases of an accepted text, each with what stands below it.
-Entries entries_of(const std::string& text) {
-  const std::regex case_end("\n(?!  )");
-  return {std::sregex_token_iterator(text.begin(), text.end(), case_end, -1), {}};
-}
-
-std::string only_in(const Entries& a, const Entries& b) {
-  Entries only;
-  std::ranges::set_difference(a, b, std::inserter(only, only.end()));
-  return fmt::format("{}", fmt::join(only, "\n"));
-}
-
-void expect_accepted(const std::string& name, const std::string& actual) {
-  const std::string path = std::string(TAVRIK_ACCEPTED) + "/" + name;
-  if (std::getenv("TAVRIK_UPDATE_ACCEPTED") != nullptr) {
-    std::ofstream(path, std::ios::binary) << actual;
-    return;
-  }
-  const Entries accepted = entries_of(support::contents_of(path));
-  EXPECT_EQ(only_in(accepted, entries_of(actual)), "") << "accepted in " << path << ", not so now";
-  EXPECT_EQ(only_in(entries_of(actual), accepted), "") << "not accepted in " << path;
-}
-
-/// As `expect_accepted`, where the accepted text's own lines are the cases.
+/// Compares with an accepted text whose own lines are the cases.
 void expect_accepted_lines(const std::string& name, std::string (*describe)(const std::string&)) {
-  std::istringstream lines(support::contents_of(std::string(TAVRIK_ACCEPTED) + "/" + name));
+  std::istringstream lines(support::read_accepted(name));
   std::string actual;
   for (std::string line; std::getline(lines, line);) {
     actual += line.starts_with("  ") ? "" : line + "\n  " + describe(line);
   }
-  expect_accepted(name, actual);
+  support::expect_accepted(name, actual);
 }
 
 /// What was written to the error stream, line by line and with all its bytes visible.
@@ -203,7 +174,7 @@ TEST_F(station_files, give_what_is_accepted) {
       std::chrono::sys_days{std::chrono::January / 1 / 2016};
   setenv("TZ", "UTC", 1);
   tzset();
-  Entries actual;
+  std::set<std::string> actual;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path())) {
     if (entry.is_regular_file()) {
       const std::string path = entry.path().string();
@@ -214,7 +185,7 @@ TEST_F(station_files, give_what_is_accepted) {
       actual.insert(name + ": " + describe_file(path));
     }
   }
-  expect_accepted("station_files.txt", fmt::format("{}", fmt::join(actual, "")));
+  support::expect_accepted("station_files.txt", fmt::format("{}", fmt::join(actual, "")));
 }
 
 // ---- Comment lines, paths and stations
@@ -265,7 +236,7 @@ TEST(stations, are_these_and_no_others) {
   for (const auto& [name, station] : KorLa::station_numbers) {
     text += fmt::format("  {} {}\n", name, station.number);
   }
-  expect_accepted("stations.txt", text);
+  support::expect_accepted("stations.txt", text);
 }
 
 }  // namespace

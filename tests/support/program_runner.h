@@ -5,21 +5,9 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "tests/support/temporary_folder.h"
+
 namespace support {
-
-/// What a standard stream of the program is.
-enum class Stream {
-  kept,      ///< output and error are collected, input is empty
-  closed,    ///< there is none
-  broken,    ///< a pipe that nobody reads
-  terminal,  ///< collected from a terminal, with its line ends "\r\n"
-};
-
-struct Streams {
-  Stream input = Stream::kept;
-  Stream output = Stream::kept;
-  Stream error = Stream::kept;
-};
 
 /// How a run has ended.
 struct Ended {
@@ -29,30 +17,32 @@ struct Ended {
   std::string error;
 };
 
+/// Takes the readers of the output away, in the commands before a run.
+inline constexpr const char* break_output = "mkfifo pipe; exec 9<>pipe >pipe 9>&-";
+
 /// A run that goes on while this is alive.
 class ProgramRun {
  public:
+  /// before: commands of the shell that becomes the program. It is in the folder, has no input, and
+  /// its output and error are collected; what they change of that holds for the program.
   ProgramRun(const std::string& folder, const std::vector<std::string>& arguments,
-             const Streams& streams = {});
+             const std::string& before = ":");
   ProgramRun(const ProgramRun&) = delete;
   ProgramRun& operator=(const ProgramRun&) = delete;
   ~ProgramRun();
 
   void send(int signal) const;
 
-  /// Waits for the end. A run that takes longer than a minute is ended, and fails the test.
+  /// Waits for the end. A run that takes longer than ten minutes is ended, and fails the test.
   Ended wait();
 
  private:
-  /// Takes the descriptor for one of the program's streams; -1 for a closed one.
-  int prepare(Stream stream, int number);
-
+  TemporaryFolder streams_;
   pid_t child_ = -1;
-  int collected_[3] = {-1, -1, -1};
 };
 
 /// Starts a run and waits for its end.
 Ended run_program(const std::string& folder, const std::vector<std::string>& arguments,
-                  const Streams& streams = {});
+                  const std::string& before = ":");
 
 }  // namespace support

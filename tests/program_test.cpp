@@ -141,6 +141,7 @@ TEST_F(program, runs) {
       {"--nonsense", 0, "*: unrecognized option '--nonsense'\n" + usage, ""},
       {"@empty", 0, usage, "", "echo '# nothing' >empty"},
       {"--quiet", 0, none, ""},
+      {"--quiet -w elsewhere", 0, none, ""},
       {"--quiet -where", 1, "Can't write to standard output\n", "", "exec >&-"},
       {plain + "*.dat a.ko24", 0, none, ""},
       {plain + "a?.ko24 a.ko24", 0, none, ""},

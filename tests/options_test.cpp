@@ -11,7 +11,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "tests/support/accepted.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/split.h"
 #include "tests/support/temporary_folder.h"
 
 #include "src/usage.h"
@@ -26,16 +26,8 @@
 namespace {
 
 using S = tavrik::Settings;
+using support::split;
 using Words = std::vector<std::string>;
-
-Words split(const std::string& text, char separator) {
-  std::istringstream stream(text);
-  Words parts;
-  for (std::string part; std::getline(stream, part, separator);) {
-    parts.push_back(part);
-  }
-  return parts;
-}
 
 /// The values of the named members that are not the defaults; puts all of them into `seen`.
 template <typename Member, typename... Rest>

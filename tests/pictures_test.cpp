@@ -347,8 +347,10 @@ TEST_F(program_pictures, are_saved_beside_the_data_or_go_to_the_standard_output)
   EXPECT_EQ(save({"event.ko24"}).output, "");
   EXPECT_EQ(support::load_image(folder_ / "event.png").height, 600);
   const std::string file = folder_.read("event.png");
-  EXPECT_EQ(save({"--no-join", "--compact=2", "event.ko24", "none.ko24"}).status, 0);
-  EXPECT_FALSE(folder_.read("event.png") == file);
+  for (const char* option : {"--compact=2", "--center-time"}) {
+    EXPECT_EQ(save({"--no-join", option, "event.ko24", "none.ko24"}).status, 0);
+    EXPECT_FALSE(folder_.read("event.png") == file) << option;
+  }
   std::filesystem::remove(folder_ / "event.png");
   EXPECT_TRUE(save({"--stdout", "event.ko24"}).output == file);
   EXPECT_FALSE(std::filesystem::exists(folder_ / "event.png"));

@@ -12,7 +12,6 @@
 #include <gmock/gmock.h>
 #include <limits>
 #include <map>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
@@ -22,6 +21,7 @@
 
 #include "korla/korla_base.h"
 #include "tests/support/program_runner.h"
+#include "tests/support/split.h"
 #include "tests/support/station_files.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/recording.h"
@@ -34,6 +34,7 @@
 namespace {
 
 using support::Ended;
+using support::split;
 using support::TemporaryFolder;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -41,15 +42,6 @@ using testing::EndsWith;
 using Arguments = std::vector<std::string>;
 
 const std::string locale_lines = "LC_ALL=C\nLC_NUMERIC=C\n";
-
-Arguments split(const std::string& text, char separator) {
-  std::istringstream stream(text);
-  Arguments parts;
-  for (std::string part; std::getline(stream, part, separator);) {
-    parts.push_back(part);
-  }
-  return parts;
-}
 
 /// A run in a folder with the data files.
 struct Row {
@@ -277,17 +269,6 @@ TEST_F(program, keeps_its_lines_at_an_error) {
     EXPECT_EXIT((write_lines(path, n_lines), std::exit(1)), testing::ExitedWithCode(1), "^$");
     EXPECT_EQ(inputs.read("x.az").size(), 5U * n_lines);
   }
-}
-
-TEST_F(program, draws_the_times_that_are_asked_for) {
-  std::vector<std::string> pictures;
-  for (const char* option : {"--center-time", "--print-ut", "--print-ut"}) {
-    const TemporaryFolder folder;
-    EXPECT_EQ(run_in(folder, {"--memory", "--save-and-exit", option, "a.ko24"}).status, 0);
-    pictures.push_back(folder.read("a.png"));
-  }
-  EXPECT_FALSE(pictures[0] == pictures[1]);
-  EXPECT_TRUE(pictures[1] == pictures[2]);
 }
 
 // A result file that is a pipe, and that nobody reads for a while, makes the run a long one.

@@ -165,12 +165,8 @@ TEST_F(results, end_with_the_histogram) {
                                           {200, 1, 600.001},
                                           {200, 1, nan},
                                           {359.999, 1, 333.3333333}}) {
-    ResultRecord& record = records.emplace_back();
-    record.az = az;
-    record.cmax = cmax;
-    record.vel2 = vel2;
-    record.cprod = vel2 / 1000;
-    record.time = vel2 * 120;
+    records.push_back(
+        {.az = az, .vel2 = vel2, .cmax = cmax, .time = vel2 * 120, .cprod = vel2 / 1000});
   }
   tavrik::write_histogram(header.path, tavrik::make_histogram(records, 6, 0.25));
   tavrik::close_result_files();

@@ -34,6 +34,7 @@
 #include "tests/support/accepted.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/split.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -42,9 +43,8 @@ using KorLa::Korla_Base;
 
 /// Compares with an accepted text whose own lines are the cases.
 void expect_accepted_lines(const std::string& name, std::string (*describe)(const std::string&)) {
-  std::istringstream lines(support::read_accepted(name));
   std::string actual;
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : support::split(support::read_accepted(name), '\n')) {
     actual += line.starts_with("  ") ? "" : line + "\n  " + describe(line);
   }
   support::expect_accepted(name, actual);

@@ -7,14 +7,13 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
-#include <numbers>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/split.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/recording.h"
 
@@ -23,28 +22,15 @@
 namespace {
 
 using namespace tavrik;
-using std::numbers::pi;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-
-/// An autoregressive process x[i] = phi x[i - 1] + noise of deviation 1000; phi 0: white noise.
-std::vector<double> process(double phi, std::size_t count) {
-  std::mt19937_64 random(3);
-  std::vector<double> x(count);
-  double value = 0;
-  for (double& sample : x) {
-    const double noise = static_cast<double>(random() >> 11) * 0x1p-53 - 0.5;
-    value = phi * value + 1000 * std::sqrt(12) * noise;
-    sample = value;
-  }
-  return x;
-}
 
 // So short that both ends and every choice between maxima show; worked out by the definitions.
 TEST(window_statistics, of_a_few_numbers_are_what_they_are_by_definition) {
   const std::vector<double> two_bins = {0, 3, 0, 3, 0, 0, 0, 0};
   EXPECT_DOUBLE_EQ(spectral_statistics(two_bins, 0.5).entropy, 1.0 / 3);
   EXPECT_EQ(spectral_statistics(two_bins, 0.5).peak_frequency, 1);
+  EXPECT_EQ(spectral_statistics(two_bins, 0.5).centroid, 1.5);
   EXPECT_EQ(spectral_statistics(std::vector<double>(7), 1).centroid, 0);
 
   const struct {
@@ -79,11 +65,8 @@ std::vector<ResultRecord> windows_of(const std::vector<Turn>& turns) {
   double time = 999;
   for (const Turn& turn : turns) {
     time += turn.passed;
-    ResultRecord& record = records.emplace_back();
-    record.az = turn.azimuth;
-    record.time = time;
-    record.quality = turn.quality;
-    record.vel2 = 300 + time;
+    records.push_back(
+        {.az = turn.azimuth, .quality = turn.quality, .vel2 = 300 + time, .time = time});
   }
   return records;
 }
@@ -142,88 +125,16 @@ class statistics : public FreshState {
   /// The numbers of a result file, line by line.
   std::vector<std::vector<double>> numbers(const std::string& name) const {
     std::vector<std::vector<double>> lines;
-    std::istringstream file(folder.read(name));
-    for (std::string line; std::getline(file, line);) {
+    for (const std::string& line : support::split(folder.read(name), '\n')) {
       std::istringstream words(line);
       lines.emplace_back(std::istream_iterator<double>(words), std::istream_iterator<double>());
     }
     return lines;
   }
 
-  /// The mean of every column.
-  std::vector<double> means(const std::string& name) const {
-    std::vector<double> sums(15);
-    const auto lines = numbers(name);
-    for (const auto& line : lines) {
-      for (std::size_t k = 0; k < line.size(); ++k) {
-        sums.at(k) += line[k] / static_cast<double>(lines.size());
-      }
-    }
-    return sums;
-  }
-
   support::TemporaryFolder folder;
   ResultSeries series;
 };
-
-// In turn on every channel: an autoregressive process, a tone, and a constant, which has no
-// spectrum, whatever the transform's rounding makes of it. The process's entropy and centroid are
-// those of its spectrum, 1 / (1 + phi^2 - 2 phi cos w); the bins of one window scatter around that
-// exponentially, which takes 1 - Euler's constant from the entropy, before it is divided by log K.
-TEST_F(statistics, know_noise_and_tones_and_silence) {
-  constexpr std::size_t length = 499;
-  constexpr std::size_t windows = 200;
-  settings.write_az = settings.entropy = settings.acr = true;
-  settings.clength = settings.cstep = length;
-
-  const struct {
-    std::size_t channel;
-    double phi, entropy, centroid, period;
-  } table[] = {{0, 0, 0.92337, 5.01002, 499.0 / 64},
-               {1, 0.5, 0.87139, 2.92902, 499.0 / 20},
-               {2, -0.7, 0.80148, 8.03136, 499.0 / 5}};
-
-  for (const auto& [channel, phi, entropy, centroid, period] : table) {
-    SCOPED_TRACE(phi);
-    recording::Recording recorded = {20, 0, 0, {}};
-    recorded.samples.assign(3, std::vector<std::int32_t>(windows * length + 1, 8388607));
-    const std::vector<double> noise = process(phi, windows * length + 1);
-    for (std::size_t i = 0; i < noise.size(); ++i) {
-      const double angle = 2 * pi * static_cast<double>(i) / period;
-      recorded.samples[channel][i] = static_cast<std::int32_t>(std::lround(noise[i]));
-      recorded.samples[(channel + 1) % 3][i] =
-          static_cast<std::int32_t>(std::lround(3e6 + 1e6 * std::cos(angle + 0.4)));
-    }
-    write_ko24(folder / "rec.ko24", recorded, 1);
-    series = {};
-    run({folder / "rec.ko24"});
-    ASSERT_EQ(series.records.size(), windows);
-    const std::size_t tone = (channel + 1) % 3;
-    const std::size_t silent = (channel + 2) % 3;
-    const std::vector<double> entropies = {series.records[7].ent0, series.records[7].ent1,
-                                           series.records[7].ent2};
-    EXPECT_GT(entropies[channel], 0.7);
-    EXPECT_LT(entropies[tone] + entropies[silent], 1e-6);
-
-    const std::vector<double> crs = means("rec.crs");
-    EXPECT_NEAR(crs[3 + 3 * channel], entropy, 0.003);
-    EXPECT_NEAR(crs[5 + 3 * channel], centroid, 0.01 * centroid);
-    EXPECT_NEAR(crs[3 + 3 * tone], 0, 1e-6);
-    EXPECT_NEAR(crs[4 + 3 * tone], 20 / period, 1e-6);
-    EXPECT_NEAR(crs[5 + 3 * tone], 20 / period, 1e-6);
-    EXPECT_EQ(crs[3 + 3 * silent] + crs[4 + 3 * silent] + crs[5 + 3 * silent], 0);
-
-    const std::vector<double> acr = means("rec.acr");
-    const double smoothed = (0.375 + 0.5 * phi + 0.125 * phi * phi) / (1 - phi * phi);
-    EXPECT_NEAR(acr[3 + 4 * channel], 1e6 * smoothed, 0.03 * 1e6 * smoothed);
-    const double gain = std::pow(std::cos(pi / period), 2);  // of the smoothing
-    EXPECT_NEAR(acr[3 + 4 * tone], 5e11 * gain * gain, 5e11 * 0.03);
-    EXPECT_NEAR(acr[4 + 4 * tone], period / 4 / 20, 0.04 * period / 20);
-    EXPECT_NEAR(acr[5 + 4 * tone], period / 20, 0.02 * period / 20);
-    EXPECT_NEAR(acr[6 + 4 * tone], 1 - period / length, 0.03);
-    EXPECT_EQ(acr[3 + 4 * silent] + acr[4 + 4 * silent], 0);
-  }
-}
 
 // Two recordings, the second some time after the first or over its end: the source is elsewhere by
 // then. No passage goes on from one to the other.

@@ -59,13 +59,4 @@ Ko24File& Ko24File::truncate(std::size_t size) {
   return *this;
 }
 
-std::vector<std::int32_t> placed_samples(std::size_t channel, std::size_t first,
-                                         std::size_t count) {
-  std::vector<std::int32_t> samples;
-  for (std::size_t i = first; i < first + count; ++i) {
-    samples.push_back(static_cast<std::int32_t>(10 * i + channel));
-  }
-  return samples;
-}
-
 }  // namespace support

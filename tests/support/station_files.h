@@ -68,7 +68,4 @@ class Ko24File {
   std::string bytes_;
 };
 
-/// Samples of a channel that tell their place: sample i of channel c is 10 i + c.
-std::vector<std::int32_t> placed_samples(std::size_t channel, std::size_t first, std::size_t count);
-
 }  // namespace support

@@ -1,9 +1,0 @@
-// ko24 files, whatever their first bytes say.
-
-#include "fuzz/harness.h"
-#include "korla/korla24.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const fuzz::MemoryFile file(data, size);
-  return fuzz::survive([&file] { KorLa::KORLA24(file.path(), true); });
-}

@@ -215,10 +215,10 @@ TEST_F(mode, a_mode_that_cannot_be_set_says_why_and_changes_nothing) {
       {"", given, 800, 256, "could not find suitable video driver"},
   };
 
-  for (const auto& [driver, kind, width, colors, reason] : rows) {
+  for (const auto& [driver, kind, columns, colors, reason] : rows) {
     ASSERT_TRUE(gr::set_driver(driver));
     support::CapturedStderr error;
-    EXPECT_FALSE(gr::GrSetMode(kind, width, 1 << 20, colors));
+    EXPECT_FALSE(gr::GrSetMode(kind, columns, 1 << 20, colors));
     EXPECT_EQ(error.take(), "GrSetMode: " + reason + "\n");
     EXPECT_FALSE(gr::surface.open);
     EXPECT_EQ(gr::max_x(), -1);
@@ -227,10 +227,10 @@ TEST_F(mode, a_mode_that_cannot_be_set_says_why_and_changes_nothing) {
 
 TEST_F(mode, a_new_mode_begins_cleared_and_without_colors) {
   gr::set_driver("memory gw 1 gh 1 nc 256");
-  for (const int width : {4, 8}) {
-    EXPECT_TRUE(gr::GrSetMode(gr::ModeKind::width_height_color_graphics, width, 6));
-    EXPECT_EQ(gr::surface.screen.pixels, std::vector<std::uint8_t>(width * 6));
-    EXPECT_EQ(gr::surface.screen.window, (gr::UserWindow{0, 0, width - 1, 5}));
+  for (const int columns : {4, 8}) {
+    EXPECT_TRUE(gr::GrSetMode(gr::ModeKind::width_height_color_graphics, columns, 6));
+    EXPECT_EQ(gr::surface.screen.pixels, std::vector<std::uint8_t>(std::size_t(columns) * 6));
+    EXPECT_EQ(gr::surface.screen.window, (gr::UserWindow{0, 0, columns - 1, 5}));
     EXPECT_EQ(gr::surface.palette.used, 0U);
     EXPECT_EQ(gr::video_driver_name(), "memory");
     gr::allocate_color(1, 2, 3);

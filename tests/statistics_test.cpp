@@ -3,10 +3,13 @@
 #include "src/statistics.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numbers>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,6 +21,7 @@
 #include "tools/recording.h"
 
 #include "src/analysis.h"
+#include "src/spectrum.h"
 
 namespace {
 
@@ -52,6 +56,48 @@ TEST(window_statistics, of_a_few_numbers_are_what_they_are_by_definition) {
     EXPECT_NEAR(found.zero_lag, row.zero_lag / 2, 1e-6);
     EXPECT_NEAR(found.period, row.period / 2, 1e-6);
     EXPECT_NEAR(found.period_value, row.period_value, 1e-6);
+  }
+}
+
+// An autoregressive process x[i] = phi x[i - 1] + noise has the spectrum 1 / (1 + phi^2 - 2 phi cos
+// w) and, smoothed, this variance. The bins of one window scatter around the spectrum
+// exponentially, which takes 1 - Euler's constant from the entropy, before it is divided by log K.
+TEST(window_statistics, know_noise_and_tones) {
+  constexpr std::size_t size = 499;
+  constexpr int windows = 200;
+  std::mt19937_64 random(3);
+  for (const auto& [phi, entropy, centroid, period] :
+       {std::array{0.0, 0.92337, 5.01002, 499.0 / 64},
+        {0.5, 0.87139, 2.92902, 499.0 / 20},
+        {-0.7, 0.80148, 8.03136, 499.0 / 5}}) {
+    SCOPED_TRACE(phi);
+    Spectrum spectrum(size);
+    Autocorrelation autocorrelation(size);
+    std::vector<double> powers(size / 2), noise(size), tone(size);
+    std::vector<std::int32_t> raw(size);
+    double last = 0, mean_entropy = 0, mean_centroid = 0, mean_variance = 0;
+    for (int w = 0; w < windows; ++w) {
+      for (std::size_t i = 0; i < size; ++i) {
+        const double uniform = static_cast<double>(random() >> 11) * 0x1p-53 - 0.5;
+        noise[i] = last = phi * last + 1000 * std::sqrt(12) * uniform;
+        raw[i] = static_cast<std::int32_t>(std::lround(last));
+        tone[i] = std::cos(2 * std::numbers::pi * static_cast<double>(i) / period);
+      }
+      spectrum.set_channel(w % 3, raw.data());
+      spectrum.transform();
+      spectrum.channel_powers(w % 3, powers);
+      mean_entropy += spectral_statistics(powers, 20.0 / size).entropy / windows;
+      mean_centroid += spectral_statistics(powers, 20.0 / size).centroid / windows;
+      mean_variance += autocorrelation.measure(noise, 20).variance / windows;
+    }
+    EXPECT_NEAR(mean_entropy, entropy, 0.005);
+    EXPECT_NEAR(mean_centroid, centroid, 0.01 * centroid);
+    const double smoothed = 1e6 * (0.375 + 0.5 * phi + 0.125 * phi * phi) / (1 - phi * phi);
+    EXPECT_NEAR(mean_variance, smoothed, 0.03 * smoothed);
+    const auto heard = autocorrelation.measure(tone, 20);
+    EXPECT_NEAR(heard.zero_lag, period / 4 / 20, 0.04 * period / 20);
+    EXPECT_NEAR(heard.period, period / 20, 0.02 * period / 20);
+    EXPECT_NEAR(heard.period_value, 1 - period / size, 0.03);
   }
 }
 

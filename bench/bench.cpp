@@ -5,8 +5,10 @@
 #include <array>
 #include <benchmark/benchmark.h>
 #include <cmath>
+#include <cstdint>
 #include <malloc.h>
 #include <string>
+#include <vector>
 
 #include "bench/day.h"
 #include "graphics/mode.h"
@@ -40,7 +42,6 @@ void use_day_settings() {
   tavrik::settings.graphics_mode = 0;
   tavrik::settings.cstep = 64;
   tavrik::settings.write_az = true;
-  tavrik::set_maxdelay(max_lag);
   tavrik::array_geometry.baselines = tavrik::compute_geometry(tavrik::array_geometry.pos);
 }
 
@@ -88,7 +89,8 @@ void correlation(benchmark::State& state) {
     window[c].resize(length, max_lag);
     std::copy_n(day().channel(c), length, window[c].samples().begin());
   }
-  tavrik::Correlation& work = tavrik::correlation;
+  tavrik::Correlation work;
+  tavrik::set_maxdelay(work, max_lag);
   tavrik::Lags lags{};
   std::array<double, 3> values{};
   for (auto _ : state) {
@@ -150,8 +152,9 @@ void writing(benchmark::State& state) {
   tavrik::angle_new(record, lags, tavrik::array_geometry, frequency);
   record.time = 1456812000.125;
   const tavrik::WindowValues values = {{201.5, 187.25, 222.75}, {0.81, 0.79, 0.88}, lags};
+  const tavrik::PairSeries crs;  // not written: the day's settings ask for no crn file
   for (auto _ : state) {
-    tavrik::write_window(record, values, tavrik::correlation.crs, frequency);
+    tavrik::write_window(record, values, crs, frequency);
   }
   tavrik::close_result_files();
   count_windows(state, 1);
@@ -163,12 +166,14 @@ void picture(benchmark::State& state) {
   tavrik::ResultSeries series;
   tavrik::analyse({day().path(Format::ko24_1)}, series);
   tavrik::settings.memory = true;
+  tavrik::settings.title = "day";
   tavrik::graphics_init(4);
   tavrik::resize_memory_canvas(static_cast<int>(series.records.size()) + 200);
   const std::string path = day().path(Format::ko24_1) + ".png";
   for (auto _ : state) {
-    tavrik::result_plot("day", series, tavrik::save_and_exit_key);
-    benchmark::DoNotOptimize(gr::save_context_to_png(gr::surface.screen, path));
+    tavrik::draw_result_plot(series, tavrik::settings, tavrik::display_state,
+                             tavrik::BeyondEdge::nothing);
+    benchmark::DoNotOptimize(gr::save_png(gr::graphics.canvas, gr::graphics.palette, path));
   }
   tavrik::graphics_end(4);
   count_windows(state, series.records.size());

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 
+#include "korla/calendar.h"
 #include "tools/recording.h"
 #include "tools/write_recording.h"
 
@@ -17,7 +18,7 @@ class Day {
     std::string name = std::filesystem::temp_directory_path() / "tavrik_bench_XXXXXX";
     folder_ = mkdtemp(name.data());
     recording::Scene scene;
-    scene.length = 86400;
+    scene.length = KorLa::seconds_per_day;
     scene.station = 0;
     scene.waves = recording::demo_waves();
     recording_ = recording::compute_recording(scene);

@@ -1,13 +1,15 @@
 // Measures the readers on a day's file of each format, beside what others would do: text read line
 // by line with std::from_chars, text read with an input stream, and merely touching the fresh
-// memory that the record of a binary file needs. Items are samples of one channel.
+// memory that the series of a binary file needs. Items are samples of one channel.
 
 #include <array>
 #include <benchmark/benchmark.h>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <limits>
+#include <string>
 #include <sys/mman.h>
 #include <vector>
 
@@ -32,7 +34,7 @@ void read_with_korla(benchmark::State& state, Format format) {
   count(state, samples);
 }
 
-/// Appends the numbers of a line behind its two time columns.
+/// Appends the numbers of a line after its two time columns.
 void append_line(const char* next, const char* end, std::vector<std::int32_t>& samples) {
   int column = 0;
   std::int32_t value = 0;
@@ -88,8 +90,8 @@ void text_by_stream(benchmark::State& state) {
   count(state, n_samples);
 }
 
-/// Writes once to each page of fresh memory that a day's record fills.
-void touch_record(benchmark::State& state) {
+/// Writes once to each page of fresh memory that a day's series fills.
+void touch_memory(benchmark::State& state) {
   constexpr std::size_t page = 4096;
   const std::size_t size = bench::day().size();
   const std::size_t bytes = size * (3 * sizeof(std::int32_t) + sizeof(double));
@@ -109,6 +111,6 @@ BENCHMARK(text_by_stream)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(read_with_korla, tm4, Format::tm4)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(read_with_korla, binary, Format::binary)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(read_with_korla, ko24, Format::ko24_1)->Unit(benchmark::kMillisecond);
-BENCHMARK(touch_record)->Unit(benchmark::kMillisecond);
+BENCHMARK(touch_memory)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The reader of text blocks alone. The first byte is the block length.
 
 #include "fuzz/harness.h"
-#include "korla/korla.h"
+#include "korla/korla_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) {
@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     KorLa::StationFile station_file;
     station_file.comment.block_length = data[0];
     KorLa::AsciiKORLA reader(station_file, KorLa::open_for_reading(file.path().c_str()), true);
-    KorLa::RecordGroup group;
+    KorLa::BlockGroup group;
     while (reader.read_record(group) != -1) {
     }
   });

@@ -9,7 +9,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 /// Called by the fuzzer, or by replay_main.cpp, for every input.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

@@ -1,42 +1,54 @@
 #pragma once
-// Lines, boxes, circles and pixels, in the user coordinates of the current surface. Clipped to it;
-// any coordinates may be given, and what is out of sight costs nothing.
+// The drawing calls of a program: each does on the canvas that is open what its namesake in
+// raster.h or text.h does on any canvas. Coordinates and clipping are described there.
 
-#include <cstdint>
-#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
 
-#include "graphics/canvas.h"
+#include "graphics/raster.h"
+#include "graphics/text.h"
 
 namespace gr {
 
-/// How a custom line is drawn.
-struct LineOption {
-  Color color = 0;
-  int width = 1;                         ///< only 1 is drawn
-  std::span<const std::uint8_t> dashes;  ///< lengths of strokes and gaps in turn, in pixels
-};
+/// The index of a colour in the palette that is in use.
+Color allocate_color(int red, int green, int blue);
 
-/// One pixel.
+void clear_screen(Color color);
+void set_user_window(int x1, int y1, int x2, int y2);
+
 void plot_pixel(int x, int y, Color color);
-
-/// A line of one pixel, both ends included, by the integer midpoint rule: at every step along its
-/// longer side the nearest pixel, and of two that are equally near the upper or left one. So a line
-/// and its reverse are the same pixels.
 void line(int x1, int y1, int x2, int y2, Color color);
-
-/// A patterned line. The pattern counts from x1, y1, also where that is not in sight. An odd number
-/// of lengths is gone through twice, strokes then being gaps, so that one length serves for both;
-/// without any length above 0 the line is solid.
 void custom_line(int x1, int y1, int x2, int y2, const LineOption& option);
-
-/// The outline of a rectangle; corners in any order.
 void box(int x1, int y1, int x2, int y2, Color color);
-
-/// A rectangle with all its pixels.
 void filled_box(int x1, int y1, int x2, int y2, Color color);
-
-/// The outline of a circle; radius 0 is one pixel, a negative one nothing. Under a scale it stays a
-/// circle, its radius scaled like a width.
 void circle(int x, int y, int radius, Color color);
+void draw_text(int x, int y, std::string_view text, const TextOption& option);
+
+/// Copies an area of the open canvas to another one.
+void bit_blit(Canvas& target, int x, int y, int x1, int y1, int x2, int y2);
+
+/// Text that is written piece by piece. The option must have a font.
+class TextStream {
+ public:
+  explicit TextStream(TextOption option) : option_(std::move(option)) {}
+
+  /// Sets where the next text is drawn.
+  void move_to(int x, int y);
+
+  TextStream& operator<<(std::string_view text) {
+    text_ += text;
+    return *this;
+  }
+
+  /// Draws what was written and moves the position on by its width.
+  void flush();
+
+ private:
+  TextOption option_;
+  std::string text_;
+  int x_ = 0;
+  int y_ = 0;
+};
 
 }  // namespace gr

@@ -8,32 +8,32 @@
 namespace gr {
 
 void push_event(const Event& event) {
-  surface.events.push_back(event);
+  graphics.events.push_back(event);
 }
 
 const EventQueue& poll_events() {
-  if (surface.window != nullptr) {
-    surface.window->collect(surface.events, false);
+  if (graphics.window != nullptr) {
+    graphics.window->collect(graphics.events, false);
   }
-  return surface.events;
+  return graphics.events;
 }
 
 Event read_event() {
-  while (surface.events.empty()) {
-    if (surface.window == nullptr) {
+  while (graphics.events.empty()) {
+    if (graphics.window == nullptr) {
       return {.kind = EventKind::close};
     }
-    surface.window->collect(surface.events, true);
+    graphics.window->collect(graphics.events, true);
   }
-  const Event event = surface.events.front();
+  const Event event = graphics.events.front();
   if (event.kind != EventKind::close) {
-    surface.events.pop_front();
+    graphics.events.pop_front();
   }
   return event;
 }
 
 void drop_repeated_keys() {
-  std::erase_if(surface.events, [](const Event& event) { return event.repeated; });
+  std::erase_if(graphics.events, [](const Event& event) { return event.repeated; });
 }
 
 }  // namespace gr

@@ -36,14 +36,14 @@ struct Event {
 
 using EventQueue = std::deque<Event>;
 
-/// Puts an event behind those that wait to be read.
+/// Puts an event after those that wait to be read.
 void push_event(const Event& event);
 
 /// Takes over what the window has heard, without waiting. Returns all that waits to be read.
 const EventQueue& poll_events();
 
-/// Takes the oldest event, waiting for one. A close stays: whoever reads next is told, too. A
-/// memory canvas that nothing was pushed for is as good as closed: nobody can type there.
+/// Takes the oldest event, waiting for one. A close stays: whoever reads next is told, too. On a
+/// memory canvas nobody can type: without a pushed event the answer is a close at once.
 Event read_event();
 
 /// Forgets the keys that were heard while they were being held down.

@@ -2,6 +2,8 @@
 
 #include "graphics/font.h"
 
+#include <utility>
+
 #include "graphics/builtin_fonts.h"
 #include "graphics/font_file.h"
 

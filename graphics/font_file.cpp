@@ -13,7 +13,7 @@ namespace {
 
 constexpr int highest_font = 1000;
 
-/// FreeType's numbers of pixels have 6 bits behind the point.
+/// FreeType's numbers of pixels are multiples of 1/64.
 constexpr int to_pixels(FT_Pos length) {
   return static_cast<int>((length + 32) >> 6);
 }

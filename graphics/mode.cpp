@@ -1,4 +1,4 @@
-// Driver texts, and opening and leaving the surface.
+// Driver texts, and opening and leaving the canvas.
 
 #include "graphics/mode.h"
 
@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "graphics/window.h"
 
@@ -59,17 +60,17 @@ std::optional<ModeSize> parse_memory_driver(const std::string& description) {
   return ModeSize{*width, *height, *colors};
 }
 
-bool fits_surface(const ModeSize& size) {
+bool fits_canvas(const ModeSize& size) {
   return size.width > 0 && size.height > 0 &&
-         std::int64_t{size.width} * size.height <= largest_surface;
+         std::int64_t{size.width} * size.height <= largest_canvas;
 }
 
-/// Opens the surface. Returns the reason why it can't be, or null.
-const char* open_surface(ModeKind kind, ModeSize size) {
+/// Opens the canvas. Returns the reason why it can't be, or null.
+const char* open_canvas(ModeKind kind, ModeSize size) {
   if (kind != ModeKind::default_graphics && kind != ModeKind::width_height_color_graphics) {
     return "unknown video mode";
   }
-  const auto described = parse_memory_driver(surface.driver);
+  const auto described = parse_memory_driver(graphics.driver);
   const WindowDriver* window = described ? nullptr : load_window_driver();
   if (!described && window == nullptr) {
     return "could not find suitable video driver";
@@ -80,18 +81,18 @@ const char* open_surface(ModeKind kind, ModeSize size) {
   if (size.colors < 1 || size.colors > 256) {
     return "could not set color mode";
   }
-  Context screen(size.width, size.height);
-  if (screen.pixels.empty()) {
+  Canvas canvas(size.width, size.height);
+  if (canvas.pixels.empty()) {
     return "could not find suitable video mode";
   }
   const char* reason = window == nullptr ? nullptr : window->open(size.width, size.height);
   if (reason == nullptr) {
-    surface.screen = std::move(screen);
-    surface.palette = {};
-    surface.palette.limit = static_cast<std::size_t>(size.colors);
-    surface.open = true;
-    surface.window = window;
-    surface.events.clear();
+    graphics.canvas = std::move(canvas);
+    graphics.palette = {};
+    graphics.palette.limit = static_cast<std::size_t>(size.colors);
+    graphics.open = true;
+    graphics.window = window;
+    graphics.events.clear();
   }
   return reason;
 }
@@ -101,17 +102,17 @@ const char* open_surface(ModeKind kind, ModeSize size) {
 bool set_driver(const std::string& description) {
   if (!description.empty()) {
     const auto size = parse_memory_driver(description);
-    if (!size || !fits_surface(*size)) {
+    if (!size || !fits_canvas(*size)) {
       return false;
     }
   }
   set_text_mode();
-  surface.driver = description;
+  graphics.driver = description;
   return true;
 }
 
 bool GrSetMode(ModeKind kind, int width, int height, int colors) {
-  const char* reason = open_surface(kind, {width, height, colors});
+  const char* reason = open_canvas(kind, {width, height, colors});
   if (reason != nullptr) {
     std::fprintf(stderr, "GrSetMode: %s\n", reason);
   }
@@ -119,11 +120,11 @@ bool GrSetMode(ModeKind kind, int width, int height, int colors) {
 }
 
 int GrSizeX() {
-  return surface.screen.width;
+  return graphics.canvas.width;
 }
 
 int GrSizeY() {
-  return surface.screen.height;
+  return graphics.canvas.height;
 }
 
 int max_x() {
@@ -135,22 +136,22 @@ int max_y() {
 }
 
 std::string video_driver_name() {
-  if (surface.window == nullptr) {
-    return surface.open ? "memory" : "";
+  if (graphics.window == nullptr) {
+    return graphics.open ? "memory" : "";
   }
-  const char* name = surface.window->name();
+  const char* name = graphics.window->name();
   return name == nullptr ? "" : name;
 }
 
 void set_text_mode() {
-  if (surface.window != nullptr) {
-    surface.window->close();
-    surface.window = nullptr;
+  if (graphics.window != nullptr) {
+    graphics.window->close();
+    graphics.window = nullptr;
   }
-  surface.events.clear();
-  surface.open = false;
-  surface.screen = {};
-  surface.palette = {};
+  graphics.events.clear();
+  graphics.open = false;
+  graphics.canvas = {};
+  graphics.palette = {};
 }
 
 }  // namespace gr

@@ -3,17 +3,15 @@
 #include "graphics/png.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csetjmp>
 #include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <png.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
-
-#include "graphics/mode.h"
 
 // libpng reports errors by a jump to the last setjmp. The functions that call setjmp hold nothing
 // with a destructor, and what libpng allocates belongs to objects outside of them.
@@ -50,22 +48,22 @@ class Writer {
 
   ~Writer() { png_destroy_write_struct(&png_, &info_); }
 
-  bool write(const Context& context, const png_color* colors, int n_colors, std::FILE* stream) {
+  bool write(const Canvas& canvas, const png_color* colors, int n_colors, std::FILE* stream) {
     if (info_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) {
       return false;
     }
     png_init_io(png_, stream);
     png_set_compression_level(png_, compression_level);
     png_set_compression_strategy(png_, compression_strategy);
-    png_set_IHDR(png_, info_, static_cast<png_uint_32>(context.width),
-                 static_cast<png_uint_32>(context.height), n_colors > 16 ? 8 : 4,
+    png_set_IHDR(png_, info_, static_cast<png_uint_32>(canvas.width),
+                 static_cast<png_uint_32>(canvas.height), n_colors > 16 ? 8 : 4,
                  PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     png_set_PLTE(png_, info_, colors, n_colors);
     png_write_info(png_, info_);
     png_set_packing(png_);
-    for (int y = 0; y < context.height; ++y) {
-      png_write_row(png_, context.pixels.data() + std::ptrdiff_t{y} * context.width);
+    for (int y = 0; y < canvas.height; ++y) {
+      png_write_row(png_, canvas.pixels.data() + std::ptrdiff_t{y} * canvas.width);
     }
     png_write_end(png_, nullptr);
     return true;
@@ -97,7 +95,7 @@ class Reader {
     return png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE;
   }
 
-  Context make_context() const {
+  Canvas make_canvas() const {
     return {static_cast<int>(png_get_image_width(png_, info_)),
             static_cast<int>(png_get_image_height(png_, info_))};
   }
@@ -114,16 +112,16 @@ class Reader {
     return palette;
   }
 
-  bool read_rows(Context& context) {
+  bool read_rows(Canvas& canvas) {
     if (setjmp(png_jmpbuf(png_)) != 0) {
       return false;
     }
     png_set_packing(png_);
     const int passes = png_set_interlace_handling(png_);
     png_start_read_image(png_);
-    for (int row = 0; row < passes * context.height; ++row) {
-      const std::ptrdiff_t y = row % context.height;
-      png_read_row(png_, context.pixels.data() + y * context.width, nullptr);
+    for (int row = 0; row < passes * canvas.height; ++row) {
+      const std::ptrdiff_t y = row % canvas.height;
+      png_read_row(png_, canvas.pixels.data() + y * canvas.width, nullptr);
     }
     png_read_end(png_, nullptr);
     return true;
@@ -184,46 +182,45 @@ class Draft {
 };
 
 /// Writes to what can't be replaced: a device or a pipe.
-SaveResult write_in_place(const Context& context, const std::string& path) {
+SaveResult write_in_place(const Canvas& canvas, const Palette& palette, const std::string& path) {
   const File file(std::fopen(path.c_str(), "wb"));
-  return file ? save_context_to_png(context, file.get()) : SaveResult::cannot_open;
+  return file ? save_png(canvas, palette, file.get()) : SaveResult::cannot_open;
 }
 
-bool has_picture_size(const Context& context) {
-  return context.width > 0 && context.width <= largest_picture && context.height > 0 &&
-         context.height <= largest_picture;
+bool has_picture_size(const Canvas& canvas) {
+  return canvas.width > 0 && canvas.width <= largest_picture && canvas.height > 0 &&
+         canvas.height <= largest_picture;
 }
 
 }  // namespace
 
-SaveResult save_context_to_png(const Context& context, std::FILE* stream) {
-  if (!has_picture_size(context)) {
+SaveResult save_png(const Canvas& canvas, const Palette& palette, std::FILE* stream) {
+  if (!has_picture_size(canvas)) {
     return SaveResult::cannot_write;
   }
   // Indices that were never allocated are black.
-  const auto highest = *std::max_element(context.pixels.begin(), context.pixels.end());
-  const std::size_t n_colors = std::max(surface.palette.used, highest + std::size_t{1});
+  const auto highest = *std::max_element(canvas.pixels.begin(), canvas.pixels.end());
+  const std::size_t n_colors = std::max(palette.used, highest + std::size_t{1});
   std::array<png_color, 256> colors{};
   for (std::size_t i = 0; i < n_colors; ++i) {
-    const Rgb& color = surface.palette.colors.at(i);
+    const Rgb& color = palette.colors.at(i);
     colors.at(i) = {color.red, color.green, color.blue};
   }
-  const bool written = Writer().write(context, colors.data(), static_cast<int>(n_colors), stream);
+  const bool written = Writer().write(canvas, colors.data(), static_cast<int>(n_colors), stream);
   return std::fflush(stream) == 0 && written ? SaveResult::saved : SaveResult::cannot_write;
 }
 
-SaveResult save_context_to_png(const Context& context, const std::string& path) {
-  struct stat status {};
-
+SaveResult save_png(const Canvas& canvas, const Palette& palette, const std::string& path) {
+  std::error_code ignored;
+  const auto status = std::filesystem::status(path, ignored);
   std::string target = path;
-  if (stat(path.c_str(), &status) == 0) {
-    if (!S_ISREG(status.st_mode)) {
-      return write_in_place(context, path);
+  if (std::filesystem::exists(status)) {
+    if (!std::filesystem::is_regular_file(status)) {
+      return write_in_place(canvas, palette, path);
     }
     if (access(path.c_str(), W_OK) != 0) {
       return SaveResult::cannot_open;
     }
-    std::error_code ignored;
     target = std::filesystem::canonical(path, ignored).string();  // a link stays a link
   }
   const std::filesystem::path folder = std::filesystem::path(target).parent_path();
@@ -231,7 +228,7 @@ SaveResult save_context_to_png(const Context& context, const std::string& path) 
   if (draft.get() == nullptr) {
     return SaveResult::cannot_open;
   }
-  const SaveResult result = save_context_to_png(context, draft.get());
+  const SaveResult result = save_png(canvas, palette, draft.get());
   return result == SaveResult::saved ? draft.finish(target) : result;
 }
 
@@ -241,10 +238,10 @@ std::optional<Picture> load_png(const std::string& path) {
   if (!file || !reader.read_header(file.get())) {
     return {};
   }
-  Picture picture{reader.make_context(), reader.palette()};
+  Picture picture{reader.make_canvas(), reader.palette()};
   const auto is_allocated = [&](std::uint8_t index) { return index < picture.palette.used; };
-  if (picture.context.pixels.empty() || !reader.read_rows(picture.context) ||
-      !std::all_of(picture.context.pixels.begin(), picture.context.pixels.end(), is_allocated)) {
+  if (picture.canvas.pixels.empty() || !reader.read_rows(picture.canvas) ||
+      !std::all_of(picture.canvas.pixels.begin(), picture.canvas.pixels.end(), is_allocated)) {
     return {};
   }
   return picture;

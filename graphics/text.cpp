@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "graphics/mode.h"
 #include "graphics/raster.h"
 
 namespace gr {
@@ -13,14 +12,14 @@ namespace gr {
 namespace {
 
 /// A character that no font has.
-constexpr std::uint32_t beyond_latin = 0x100;
+constexpr std::uint32_t not_latin = 0x100;
 
 std::size_t sequence_length(unsigned char lead) {
   return lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
 }
 
 /// Whether a text begins with a UTF-8 sequence of more than one byte, and not with one that is
-/// longer than needed, a surrogate or beyond Unicode: first and second byte tell.
+/// longer than needed, a surrogate or greater than any Unicode number: first and second byte tell.
 bool begins_with_sequence(std::string_view text) {
   const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned char lead = byte(0);
@@ -47,7 +46,7 @@ std::uint32_t take_character(std::string_view& text) {
   const std::size_t length = sequence_length(lead);
   const std::uint32_t latin = (lead & 0x1fU) << 6 | (static_cast<unsigned char>(text[1]) & 0x3fU);
   text.remove_prefix(length);
-  return length == 2 ? latin : beyond_latin;
+  return length == 2 ? latin : not_latin;
 }
 
 const Glyph& glyph_of(const Font& font, std::uint32_t character) {
@@ -69,24 +68,24 @@ std::int64_t length_of(std::string_view text, const Font& font) {
   return std::min<std::int64_t>(length, std::numeric_limits<int>::max());
 }
 
-bool is_vertical(Direction direction) {
-  return direction == Direction::down || direction == Direction::up;
+bool is_vertical(TextDirection direction) {
+  return direction == TextDirection::down || direction == TextDirection::up;
 }
 
-/// A text's rectangle on the surface and the way from places in the text to pixels.
+/// A text's rectangle on a canvas and the way from places in the text to pixels.
 struct TextBox {
   Pixel corner;  ///< top left
-  Direction direction;
+  TextDirection direction;
   std::int64_t length, height;  ///< along the text and across it
 
   /// The pixel that is u pixels along the text and v pixels below its top.
   Pixel at(std::int64_t u, std::int64_t v) const {
     switch (direction) {
-      case Direction::down:
+      case TextDirection::down:
         return {corner.x + height - 1 - v, corner.y + u};
-      case Direction::left:
+      case TextDirection::left:
         return {corner.x + length - 1 - u, corner.y + height - 1 - v};
-      case Direction::up:
+      case TextDirection::up:
         return {corner.x + v, corner.y + length - 1 - u};
       default:
         return {corner.x + u, corner.y + v};
@@ -100,8 +99,7 @@ std::int64_t before_place(int alignment, std::int64_t size) {
   return alignment == 0 ? 0 : alignment == 1 ? size / 2 : size - 1;
 }
 
-TextBox place_text(int x, int y, std::string_view text, const TextOption& option) {
-  const Pixel place = to_pixel(x, y);
+TextBox place_text(const Pixel& place, std::string_view text, const TextOption& option) {
   const std::int64_t length = length_of(text, *option.font);
   const std::int64_t height = option.font->height;
   const bool vertical = is_vertical(option.direction);
@@ -115,21 +113,20 @@ TextBox place_text(int x, int y, std::string_view text, const TextOption& option
 }
 
 /// Places along a text from which on something can be seen.
-Span visible_part(const TextBox& box) {
-  const Context& screen = surface.screen;
+Span visible_part(const TextBox& box, const Canvas& canvas) {
   const Pixel start = box.at(0, 0);
   const Pixel next = box.at(1, 0);
   return is_vertical(box.direction)
-             ? steps_inside(start.y, static_cast<int>(next.y - start.y), screen.height)
-             : steps_inside(start.x, static_cast<int>(next.x - start.x), screen.width);
+             ? steps_inside(start.y, static_cast<int>(next.y - start.y), canvas.height)
+             : steps_inside(start.x, static_cast<int>(next.x - start.x), canvas.width);
 }
 
-void draw_glyph(const Glyph& glyph, const TextBox& box, std::int64_t start, Color color) {
+void draw_glyph(Canvas& canvas, const Glyph& glyph, const TextBox& box, std::int64_t start,
+                Color color) {
   for (int v = 0; v < box.height; ++v) {
     for (int u = 0; u < glyph.width; ++u) {
       if (is_set(glyph, u, v)) {
-        const Pixel pixel = box.at(start + u, v);
-        set_pixel_clipped(pixel.x, pixel.y, color);
+        set_pixel_clipped(canvas, box.at(start + u, v), color);
       }
     }
   }
@@ -147,28 +144,17 @@ int string_height(std::string_view text, const TextOption& option) {
                                        : option.font->height;
 }
 
-void draw_text(int x, int y, std::string_view text, const TextOption& option) {
-  const TextBox box = place_text(x, y, text, option);
-  const Span visible = visible_part(box);
+void draw_text(Canvas& canvas, int x, int y, std::string_view text, const TextOption& option) {
+  const TextBox box = place_text(to_pixel(canvas, x, y), text, option);
+  const Span visible = visible_part(box, canvas);
   std::int64_t start = 0;
   while (!text.empty() && start <= visible.last) {
     const Glyph& glyph = glyph_of(*option.font, take_character(text));
     if (start + glyph.width > visible.first) {
-      draw_glyph(glyph, box, start, option.color);
+      draw_glyph(canvas, glyph, box, start, option.color);
     }
     start += glyph.width;
   }
-}
-
-void TextStream::move_to(int x, int y) {
-  x_ = x;
-  y_ = y;
-}
-
-void TextStream::flush() {
-  draw_text(x_, y_, text_, option_);
-  x_ = to_coordinate(static_cast<double>(x_) + string_width(text_, option_));
-  text_.clear();
 }
 
 }  // namespace gr

@@ -18,14 +18,14 @@ const WindowDriver* load_window_driver() {
 }
 
 void present() {
-  if (surface.window != nullptr) {
-    surface.window->present(surface.screen, surface.palette);
+  if (graphics.window != nullptr) {
+    graphics.window->present(graphics.canvas, graphics.palette);
   }
 }
 
 void set_window_title(const char* title) {
-  if (surface.window != nullptr) {
-    surface.window->set_title(title);
+  if (graphics.window != nullptr) {
+    graphics.window->set_title(title);
   }
 }
 

@@ -17,7 +17,7 @@ struct WindowDriver {
   const char* (*name)();
   void (*set_title)(const char* title);
   /// Shows the window, with the canvas as it is now; it stays so until the next call.
-  void (*present)(const Context& canvas, const Palette& palette);
+  void (*present)(const Canvas& canvas, const Palette& palette);
   /// Appends what was heard, and repaints what was covered. With `wait` takes some milliseconds
   /// when there is nothing, so that a caller may ask again at once.
   void (*collect)(EventQueue& events, bool wait);

@@ -116,7 +116,7 @@ void set_title(const char* title) {
 
 // -- showing -------------------------------------------------------------------------------------
 
-void copy_canvas(const Context& canvas, const Palette& palette) {
+void copy_canvas(const Canvas& canvas, const Palette& palette) {
   std::array<Uint32, 256> colors;
   for (std::size_t i = 0; i < colors.size(); ++i) {
     const Rgb& color = palette.colors[i];
@@ -131,7 +131,7 @@ void copy_canvas(const Context& canvas, const Palette& palette) {
   }
 }
 
-void present_canvas(const Context& canvas, const Palette& palette) {
+void present_canvas(const Canvas& canvas, const Palette& palette) {
   copy_canvas(canvas, palette);
   if (!screen.shown) {
     SDL_ShowWindow(screen.window);
@@ -183,7 +183,7 @@ int special_key(SDL_Keycode key) {
   }
 }
 
-/// What a key of the key pad is without Num Lock; 0 for one that is nothing then.
+/// What a key of the key pad is without Num Lock; 0 for one that has no meaning then.
 int key_pad_key(SDL_Keycode key) {
   switch (key) {
     case SDLK_KP_7:
@@ -284,8 +284,8 @@ void hear(EventQueue& events, const SDL_Event& event) {
   }
 }
 
-/// Looks for events, and does not let SDL wait for them: the message by which SDL 2.26 wakes itself
-/// can be on its way when the window is closed, and X11 then ends the program.
+/// Looks for events, and does not let SDL wait for them: SDL 2.26 wakes itself with a message that
+/// can still be on its way when the window is closed, and X11 then ends the program.
 void collect(EventQueue& events, bool wait) {
   constexpr Uint32 pause = 10;  // ms; too short to be felt, and next to no work
   SDL_Event event;

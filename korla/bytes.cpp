@@ -3,14 +3,12 @@
 #include "korla/bytes.h"
 
 #include <cstring>
-#include <sys/stat.h>
 
 namespace KorLa {
 
 File open_for_reading(const char* path) {
   // A look before opening: opening a pipe that nobody writes to would wait for ever.
-  struct stat status {};
-
+  FileStatus status{};
   if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
     return nullptr;
   }
@@ -24,8 +22,7 @@ std::size_t read_bytes(std::FILE* file, void* target, std::size_t size) {
 }
 
 std::size_t bytes_left(std::FILE* file) {
-  struct stat status {};
-
+  FileStatus status{};
   const off_t position = ftello(file);
   if (position < 0 || fstat(fileno(file), &status) != 0 || status.st_size <= position) {
     return 0;

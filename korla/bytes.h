@@ -1,11 +1,15 @@
 #pragma once
-// Reading of packed binary data, and closing of files. The only place that reads raw bytes.
+// Opening and closing of files, and reading of packed binary data from them.
 
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <sys/stat.h>
 
 namespace KorLa {
+
+/// What the system knows of a file. The alias is needed because `stat` is a function's name too.
+using FileStatus = struct stat;
 
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -18,11 +22,11 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 /// station file is read more than once and from known positions.
 File open_for_reading(const char* path);
 
-/// Reads up to `size` bytes into `target` and sets those to zero that the file no longer holds.
-/// Returns how many were read.
+/// Reads up to `size` bytes into `target`, which has room for them, and sets those to zero that the
+/// file no longer holds. Returns how many were read.
 std::size_t read_bytes(std::FILE* file, void* target, std::size_t size);
 
-/// Number of bytes from the current position to the end of the file.
+/// Number of bytes from the current position to the end of the file; 0 where that can't be told.
 std::size_t bytes_left(std::FILE* file);
 
 }  // namespace KorLa

@@ -6,6 +6,10 @@
 
 namespace KorLa {
 
+/// Seconds of a day and of an hour. UTC as computers count it has no leap seconds.
+inline constexpr int seconds_per_day = 86400;
+inline constexpr int seconds_per_hour = 3600;
+
 /// A moment as people write it.
 struct CalendarTime {
   int year = 0;
@@ -16,7 +20,8 @@ struct CalendarTime {
   int second = 0;
 };
 
-/// Seconds since 1970 UTC; nothing for a moment that no calendar or clock shows.
+/// Seconds since 1970 UTC; nothing for a moment that no calendar or clock shows. The years 0 to
+/// 9999, the hour 24 and the second 60 are accepted.
 std::optional<std::int64_t> utc_seconds(const CalendarTime& time);
 
 }  // namespace KorLa

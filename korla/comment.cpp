@@ -8,13 +8,12 @@
 #include <string_view>
 
 #include "korla/calendar.h"
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 namespace KorLa {
 
 namespace {
 
-/// Trace lines name the library's modules by this path, whatever tree they were built in.
 constexpr const char* trace_module = "../../../src/korla";
 
 void trace_attempt(const char* name, const std::string& line) {
@@ -31,7 +30,7 @@ bool scan_old_form(const char* name, const char* format, const std::string& line
   trace_attempt(name, line);
   double frequency = 0;
   int gain = 0;
-  // NOLINTNEXTLINE(cert-err34-c): a number that does not fit is as good as any other wrong one
+  // A number that does not fit is as good as any other wrong one.
   if (std::sscanf(line.c_str(), format, &frequency, &gain) != 2) {
     return false;
   }
@@ -54,7 +53,7 @@ void convert_date(Comment& comment) {
     return;
   }
   comment.day_time = utc_seconds(time);
-  // What is written is UTC: the zone's offset is taken from the start of the day, where it is 0.
+  // The recorder writes UTC. No time zone enters, whatever TZ says.
   if (comment.day_time && std::sscanf(comment.time_text.c_str(), "%02d%*c%02d%*c%02d", &time.hour,
                                       &time.minute, &time.second) == 3) {
     comment.record_time = utc_seconds(time);

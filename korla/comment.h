@@ -13,7 +13,7 @@ struct Comment {
   double frequency = 18.0;           ///< samples per second
   int gain = 1;                      ///< amplifier gain, 1 to 4
   std::uint32_t block_length = 128;  ///< samples in one channel's block
-  char type_letter = 'S';            ///< the letter behind "!" of the newest form, S or U
+  char type_letter = 'S';            ///< the letter after "!" of the newest form, S or U
   bool u_flag = false;               ///< type_letter is U
   std::string station_name;          ///< as written; empty if not
   std::string date_text;             ///< as written; empty if not
@@ -31,7 +31,7 @@ bool valid_comment_type1(const std::string& line, Comment& comment);
 bool valid_comment_type2(const std::string& line, Comment& comment);
 
 /// "!S512Tidserier sampfrek: FREQUENCY gain: GAIN station: NAME date: DATE time: TIME", of which
-/// everything behind the frequency may be missing. A block length other than 128 or 512 is
+/// everything after the frequency may be missing. A block length other than 128 or 512 is
 /// warned of and accepted.
 bool valid_comment_type3(const std::string& line, Comment& comment);
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -11,18 +12,20 @@
 #include <string_view>
 #include <utility>
 
-#include "korla/trace.h"
+#include "korla/calendar.h"
+#include "korla/korla_binary.h"
+#include "korla/korla_text.h"
+#include "korla/messages.h"
 
 namespace KorLa {
 
 namespace {
 
-/// Trace lines name the library's modules by this path, whatever tree they were built in.
 constexpr const char* trace_module = "../../../src/korla";
 
 constexpr std::size_t head_size = 256;
 
-/// The first bytes of a file, with a zero behind them.
+/// The first bytes of a file and a zero, so that they can be scanned as a string.
 using Head = std::array<char, head_size + 1>;
 
 Head read_head(std::FILE* file) {
@@ -56,7 +59,8 @@ StationFile describe(const std::string& path, double name_time, const Head& head
     result.day = result.path_date->day;
   } else if (!result.day && name_time != 0 && std::fabs(name_time) < 1e15) {
     const auto seconds = static_cast<std::int64_t>(std::floor(name_time));
-    result.day = seconds - ((seconds % 86400) + 86400) % 86400;
+    constexpr std::int64_t day = seconds_per_day;
+    result.day = seconds - ((seconds % day) + day) % day;
   }
   return result;
 }
@@ -88,7 +92,7 @@ KORLA::KORLA(StationFile station_file, File file, bool quiet)
       station_file_(std::move(station_file)),
       file_(std::move(file)),
       quiet_(quiet),
-      base_a_(station_file_.day.value_or(0)) {
+      day_start_(station_file_.day.value_or(0)) {
   set_time_zone(quiet);
 }
 
@@ -107,9 +111,28 @@ std::int64_t KORLA::stamp_time(int minute, int second) {
     first_minute_ = minute;
   }
   if (minute < 60 && first_minute_ >= last_hour) {
-    base_b_ = 86400;
+    past_midnight_ = seconds_per_day;
   }
-  return base_a_ + std::int64_t{minute} * 60 + second + (minute < 60 ? base_b_ : 0);
+  return day_start_ + std::int64_t{minute} * 60 + second + (minute < 60 ? past_midnight_ : 0);
+}
+
+void KORLA::begin(BlockGroup& group) {
+  group.blocks = 0;
+  group.after_mark = false;
+  group.stamps_differ = false;
+}
+
+void KORLA::add_block(BlockGroup& group, std::int64_t time) {
+  if (group.blocks == 0) {
+    group.time = time;
+  }
+  group.stamps_differ = group.stamps_differ || time != group.time;
+  ++group.blocks;
+}
+
+int KORLA::end_data(const BlockGroup& group) {
+  ended_in_group_ = ended_in_group_ || group.blocks > 0;
+  return -1;
 }
 
 std::unique_ptr<KORLA> open_station_file(const std::string& path, double name_time, bool quiet) {

@@ -1,17 +1,21 @@
-// Gathering the records of a 16-bit file.
+// Joining the groups of a 16-bit file.
 
 #include "korla/korla16.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <optional>
+#include <vector>
 
+#include "korla/calendar.h"
 #include "korla/korla.h"
+#include "korla/messages.h"
 #include "korla/sample_times.h"
 #include "korla/stations.h"
-#include "korla/trace.h"
 
 namespace KorLa {
 
@@ -33,7 +37,7 @@ std::uint8_t find_station(const StationFile& file) {
   return unknown_station;
 }
 
-/// Says what is odd about the records' times, each thing once for a file.
+/// Says what is odd about the groups' times, each thing once for a file.
 class TimeWarnings {
  public:
   explicit TimeWarnings(const std::string& path) : path_(path) {}
@@ -57,14 +61,14 @@ class TimeWarnings {
   bool said_differ_ = false;
 };
 
-/// Reads all records into the channels' samples, says what is wrong with them, and returns the
-/// times that their stamps give. first_stamp: of the first record.
-SampleTimes read_records(KORLA& reader, std::vector<std::vector<std::int32_t>>& samples,
-                         std::int64_t& first_stamp) {
+/// Reads all groups into the channels' samples, says what is wrong with them, and returns the times
+/// that their stamps give. first_stamp: of the first group; left alone if there is no group.
+SampleTimes read_groups(KORLA& reader, std::vector<std::vector<std::int32_t>>& samples,
+                        std::int64_t& first_stamp) {
   const StationFile& file = reader.station_file();
   SampleTimes times(file.comment.frequency, block_tolerance);
   TimeWarnings warnings(file.path);
-  RecordGroup group;
+  BlockGroup group;
   std::size_t number = 1;
   for (; reader.read_record(group) != -1; ++number) {
     const std::size_t index = samples[0].size();
@@ -97,7 +101,7 @@ double find_start(const KORLA& reader, std::optional<std::int64_t> first_stamp) 
   }
   if (file.path_date) {
     const std::int64_t hour = file.path_date->time;
-    const bool fits = first_stamp && *first_stamp >= hour && *first_stamp < hour + 3600;
+    const bool fits = first_stamp && *first_stamp >= hour && *first_stamp < hour + seconds_per_hour;
     return static_cast<double>(fits ? *first_stamp : hour);
   }
   if (!file.day && !(first_stamp && comment.u_flag && reader.is_binary())) {
@@ -109,7 +113,7 @@ double find_start(const KORLA& reader, std::optional<std::int64_t> first_stamp) 
 
 }  // namespace
 
-double settle_start(SeriesHeader& header, double start, bool from_path, double name_time) {
+double decide_start(SeriesHeader& header, double start, bool from_path, double name_time) {
   const bool from_name = name_time != 0 && std::fabs(name_time - start) < 2.0;
   if (from_name) {
     start = name_time;
@@ -157,15 +161,15 @@ KORLA16::KORLA16(const std::string& path, double name_time) {
   const auto reader = open_station_file(path, name_time, true);
   preset(*reader);
   std::int64_t first_stamp = 0;
-  const SampleTimes stamps = read_records(*reader, samples, first_stamp);
+  const SampleTimes stamps = read_groups(*reader, samples, first_stamp);
   report_gaps(stamps.gaps());
 
   const bool stamped = reader->has_stamps() && !samples[0].empty();
   double start = find_start(*reader, stamped ? std::optional(first_stamp) : std::nullopt);
   if (negtime && reader->straddles_midnight()) {
-    start -= 86400;
+    start -= seconds_per_day;
   }
-  start = settle_start(header, start, reader->station_file().path_date.has_value(), name_time);
+  start = decide_start(header, start, reader->station_file().path_date.has_value(), name_time);
   times = stamps.times(start, samples[0].size());
 }
 

@@ -2,6 +2,7 @@
 
 #include "korla/korla24.h"
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -9,9 +10,10 @@
 #include <fmt/format.h>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "korla/bytes.h"
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 // Headers and samples are read as the bytes that they are in memory.
 static_assert(std::endian::native == std::endian::little);
@@ -20,7 +22,6 @@ namespace KorLa {
 
 namespace {
 
-/// Trace lines name the library's modules by this path, whatever tree they were built in.
 constexpr const char* trace_module = "../../../src/korla24";
 
 constexpr std::int32_t mark_level = 300000;
@@ -53,7 +54,7 @@ void read_header(std::FILE* file, SeriesHeader& header) {
   }
 }
 
-/// Reads a chunk's tag and the four bytes behind it, which nobody interprets.
+/// Reads a chunk's tag and the four bytes after it, which nobody interprets.
 void expect_tag(std::FILE* file, const char* tag) {
   std::array<char, 8> bytes;
   read_bytes(file, bytes.data(), bytes.size());
@@ -112,11 +113,15 @@ std::string utc_text(double time) {
 
 /// What moves a mark to its place in its hour.
 double offset_to_mark(double time, double mark) {
-  return std::floor(time / 3600.0) * 3600.0 + mark - time;
+  constexpr double hour = 3600.0;
+  return std::floor(time / hour) * hour + mark - time;
 }
 
 }  // namespace
 
+/// A mark may start at any sample of a run, and a start that leaves too much of the run is followed
+/// by a try from the next sample. All these tries see the same end, and only two starts lie at an
+/// accepted distance from it. So each run is walked once, to its end, and two places are looked at.
 std::size_t find_time_mark(std::span<const std::int32_t> samples, int width) {
   const auto shortest = static_cast<std::size_t>(width) + 1;
   const auto longest = shortest + 1;
@@ -133,7 +138,6 @@ std::size_t find_time_mark(std::span<const std::int32_t> samples, int width) {
     if (end == samples.size()) {
       break;
     }
-    // Of all starts inside the run only these two leave a rest of an accepted length.
     for (const std::size_t length : {longest, shortest}) {
       if (end - start >= length && samples[end - length] > mark_level) {
         return end - length;
@@ -198,8 +202,8 @@ double KORLA24::compute_nudge() const {
   double nudge = offset_to_mark(time1, first_mark);
 
   // A mark is longer than `width`, so this stays inside the channel.
-  const std::size_t behind = mark1 + static_cast<std::size_t>(width);
-  const std::size_t mark2 = behind + find_time_mark(marks.subspan(behind), width);
+  const std::size_t next = mark1 + static_cast<std::size_t>(width);
+  const std::size_t mark2 = next + find_time_mark(marks.subspan(next), width);
   if (mark2 != marks.size()) {
     const double time2 = uncorrected_time(mark2);
     KORLA_TRACE("Time @ 35 min mark2: {}", utc_text(time2));
@@ -209,6 +213,7 @@ double KORLA24::compute_nudge() const {
       KORLA_TRACE("Nudging aborted\n");
       return 0.0;
     }
+    // A mark is known to the sample only; the mean of two halves that error.
     nudge = (offset_to_mark(time2, second_mark) + nudge) * 0.5;
   }
   KORLA_TRACE("nudge = {}\n", nudge);

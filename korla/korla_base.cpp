@@ -11,13 +11,12 @@
 #include "korla/korla16.h"
 #include "korla/korla24.h"
 #include "korla/korla_tm4.h"
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 namespace KorLa {
 
 namespace {
 
-/// Trace lines name the library's modules by this path, whatever tree they were built in.
 constexpr const char* trace_module = "../../../src/korla_base";
 
 constexpr std::size_t magic_size = 6;
@@ -52,10 +51,10 @@ std::size_t count_fields(std::string_view line) {
   return count;
 }
 
-/// Tells the text formats apart by the line behind the comment line: a TM4 line has a time and
-/// three or more channels.
-Format detect_text(std::string_view behind_comment) {
-  const std::size_t fields = count_fields(behind_comment.substr(0, behind_comment.find('\n')));
+/// Tells the text formats apart by the line after the comment line: a TM4 line has a time and
+/// three or more channels, a 16-bit line at least a block of 128 samples.
+Format detect_text(std::string_view data) {
+  const std::size_t fields = count_fields(data.substr(0, data.find('\n')));
   if (fields >= 4 && fields <= 127) {
     KORLA_TRACE("Trying text TM4\n");
     return Format::tm4;

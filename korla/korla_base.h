@@ -1,6 +1,6 @@
 #pragma once
-// The time-series record that every station format is read into, and the one entry that opens a
-// station file of any format. Start here.
+// The series that every station format is read into, and the one entry that opens a station file of
+// any format. Start here.
 
 #include <array>
 #include <cstdint>
@@ -53,7 +53,7 @@ class Korla_Base {
   /// A raw sample in the unit of its channel: raw * range_high * scale.
   virtual double scaled_value(std::int32_t raw, const ChannelDescriptor& channel) const;
 
-  /// Which reader made the record: 0 none, 1 KORLA24, 2 KORLA16, 3 KORLA_TM4.
+  /// Which reader made the series: 0 none, 1 KORLA24, 2 KORLA16, 3 KORLA_TM4.
   virtual int format_id() const;
 
   /// Start of the series, seconds since 1970 UTC.

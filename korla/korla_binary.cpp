@@ -1,19 +1,20 @@
-// The binary form of 16-bit station files.
+// Reading of binary blocks.
+
+#include "korla/korla_binary.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include "korla/bytes.h"
-#include "korla/korla.h"
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 namespace KorLa {
 
 namespace {
 
-/// Trace lines name the library's modules by this path, whatever tree they were built in.
 constexpr const char* trace_module = "../../../src/korla";
 
 constexpr int dropped_byte = 127;  // what recorders pad comment lines with
@@ -92,21 +93,15 @@ std::int64_t BinaryKORLA::block_time() {
   return stamp_time(block_[0], block_[1]);
 }
 
-int BinaryKORLA::read_record(RecordGroup& group) {
-  bool begun = false;
-  group.after_mark = false;
-  group.stamps_differ = false;
+int BinaryKORLA::read_record(BlockGroup& group) {
+  begin(group);
   for (const std::size_t channel : channel_order_) {
     if (!read_block()) {
-      ended_in_group_ = ended_in_group_ || begun;
-      return -1;
+      return end_data(group);
     }
     group.samples[channel].assign(block_.end() - static_cast<std::ptrdiff_t>(block_length_),
                                   block_.end());
-    const std::int64_t time = block_time();
-    group.stamps_differ = group.stamps_differ || (begun && time != group.time);
-    group.time = begun ? group.time : time;
-    begun = true;
+    add_block(group, block_time());
   }
   return 0;
 }

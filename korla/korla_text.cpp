@@ -1,16 +1,16 @@
-// The text form of 16-bit station files.
+// Reading of text lines.
+
+#include "korla/korla_text.h"
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cmath>
-#include <limits>
+#include <cstdio>
 #include <utility>
 
 #include "korla/bytes.h"
-#include "korla/korla.h"
+#include "korla/messages.h"
 #include "korla/numbers.h"
-#include "korla/trace.h"
 
 namespace KorLa {
 
@@ -46,28 +46,18 @@ AsciiKORLA::AsciiKORLA(StationFile station_file, File opened, bool quiet)
 }
 
 /// Takes the next line that holds samples; false where there is none, or none that can be read.
+/// Lines that begin with a letter are remarks.
 bool AsciiKORLA::next_data_line(std::string_view& line, bool& after_mark) {
-  for (;;) {
-    switch (lines_.next(line)) {
-      case LineReader::Found::end:
-        return false;
-      case LineReader::Found::too_long:
-        write_message("Error: Line to long\n");
-        ended_in_group_ = true;
-        return false;
-      case LineReader::Found::line:
-        break;
-    }
-    const std::size_t start = line.find_first_not_of(" \t");
-    if (line.empty() || start == std::string_view::npos) {
-      continue;
-    }
-    if (line[0] == '!') {
-      after_mark = true;
-    } else if (std::isalpha(static_cast<unsigned char>(line[0])) == 0) {
-      return true;
-    }
+  LineReader::Found found{};
+  do {
+    found = lines_.next_data(line, after_mark);
+  } while (found == LineReader::Found::line &&
+           std::isalpha(static_cast<unsigned char>(line[0])) != 0);
+  if (found == LineReader::Found::too_long) {
+    write_message("Error: Line to long\n");
+    ended_in_group_ = true;
   }
+  return found == LineReader::Found::line;
 }
 
 /// Reads the samples of one block; false if the line has fewer.
@@ -88,6 +78,8 @@ bool AsciiKORLA::read_samples(const char*& next, std::string_view line,
 }
 
 /// Reads one block: two time columns, unless the file has none, and the samples.
+/// Nothing in a file says whether it has time columns. Its first line tells: without them it has
+/// exactly as many numbers as a block has samples.
 bool AsciiKORLA::read_line(std::string_view line, std::vector<std::int32_t>& samples,
                            std::int64_t& time) {
   const char* next = line.data();
@@ -103,29 +95,26 @@ bool AsciiKORLA::read_line(std::string_view line, std::vector<std::int32_t>& sam
     }
     time = stamp_time(minute, second);
   }
-  // A file of which only the first line has lost two values looks as if it had no time columns.
+  // A first line with time columns that has lost two samples has that many numbers too, and its
+  // time columns are then taken for samples. Every whole line gives the mistake away: it goes on
+  // after the block's last sample.
   std::int32_t one_too_many = 0;
   return read_samples(next, line, samples) && (has_stamps_ || !read_whole(next, one_too_many));
 }
 
-int AsciiKORLA::read_record(RecordGroup& group) {
-  bool begun = false;
-  group.after_mark = false;
-  group.stamps_differ = false;
+int AsciiKORLA::read_record(BlockGroup& group) {
+  begin(group);
   for (const std::size_t channel : channel_order_) {
     std::string_view line;
     std::int64_t time = 0;
     if (!next_data_line(line, group.after_mark)) {
-      ended_in_group_ = ended_in_group_ || begun;
-      return -1;
+      return end_data(group);
     }
     if (!read_line(line, group.samples[channel], time)) {
       ended_in_group_ = true;
       return -1;
     }
-    group.stamps_differ = group.stamps_differ || (begun && time != group.time);
-    group.time = begun ? group.time : time;
-    begun = true;
+    add_block(group, time);
   }
   return 0;
 }

@@ -3,21 +3,23 @@
 #include "korla/korla_tm4.h"
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "korla/bytes.h"
 #include "korla/comment.h"
 #include "korla/korla16.h"
 #include "korla/lines.h"
+#include "korla/messages.h"
 #include "korla/numbers.h"
 #include "korla/path_date.h"
 #include "korla/sample_times.h"
 #include "korla/stations.h"
-#include "korla/trace.h"
 
 namespace KorLa {
 
@@ -61,7 +63,7 @@ class Table {
   std::string path_;
   std::size_t size_;  ///< of the file, bytes
   LineReader lines_;
-  std::vector<double> values_;  ///< of the line at work, time first
+  std::vector<double> values_;  ///< of the line being read, time first
   std::vector<std::vector<std::int32_t>> samples_;
   std::optional<SampleTimes> times_;  ///< from the second line on
   double first_time_ = 0;
@@ -82,23 +84,13 @@ void Table::begin(std::size_t n_channels) {
   }
 }
 
-/// Takes the next line that holds values; marked: a line that marks a gap stood before it.
+/// Takes the next line that holds values; false at the end.
 bool Table::next_line(std::string_view& line, bool& marked) {
-  for (;;) {
-    switch (lines_.next(line)) {
-      case LineReader::Found::end:
-        return false;
-      case LineReader::Found::too_long:
-        refuse("too long");
-      case LineReader::Found::line:
-        break;
-    }
-    if (line.starts_with('!')) {
-      marked = true;
-    } else if (line.find_first_not_of(" \t") != std::string_view::npos) {
-      return true;
-    }
+  const LineReader::Found found = lines_.next_data(line, marked);
+  if (found == LineReader::Found::too_long) {
+    refuse("too long");
   }
+  return found == LineReader::Found::line;
 }
 
 /// Reads a line's numbers into `values_`; false if there is something else, or too many.
@@ -231,7 +223,7 @@ KORLA_TM4::KORLA_TM4(const std::string& path, double name_time) {
   for (std::size_t c = 0; c < samples.size(); ++c) {
     channels.push_back({{'c', 'h', 'a', 'n'}, static_cast<std::uint16_t>(c), 1, -1.0, 1.0, 1.0});
   }
-  const double start = settle_start(header, find_start(comment, path_date, table.first_time()),
+  const double start = decide_start(header, find_start(comment, path_date, table.first_time()),
                                     path_date.has_value(), name_time);
   if (table.times()) {
     report_gaps(table.times()->gaps());

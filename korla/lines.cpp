@@ -9,7 +9,7 @@ namespace KorLa {
 namespace {
 
 constexpr std::size_t buffer_size = 65536;
-/// Behind the buffer: a line end, and what may be read beyond it.
+/// Follows the buffer: a line end, and what may be read after it.
 constexpr std::size_t spare = 1 + 8;
 
 }  // namespace
@@ -17,7 +17,7 @@ constexpr std::size_t spare = 1 + 8;
 LineReader::LineReader(std::FILE* file)
     : file_(file), buffer_(std::make_unique_for_overwrite<char[]>(buffer_size + spare)) {}
 
-/// Moves what is left to the buffer's front and reads on behind it; false at the end of the file.
+/// Moves what is left to the buffer's front and reads on after it; false at the end of the file.
 bool LineReader::fill() {
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
@@ -62,6 +62,20 @@ LineReader::Found LineReader::next(std::string_view& line) {
   }
   line = std::string_view(start, length);
   return Found::line;
+}
+
+LineReader::Found LineReader::next_data(std::string_view& line, bool& marked) {
+  for (;;) {
+    const Found found = next(line);
+    if (found != Found::line) {
+      return found;
+    }
+    if (line.starts_with('!')) {
+      marked = true;
+    } else if (line.find_first_not_of(" \t") != std::string_view::npos) {
+      return found;
+    }
+  }
 }
 
 }  // namespace KorLa

@@ -10,10 +10,10 @@ namespace KorLa {
 
 /// Reads a file line by line. A line is a view into the buffer: it is good until the next call. A
 /// line end follows it in memory, so that scanning for the end of a number needs no other bound,
-/// and eight bytes more can be read.
+/// and eight bytes more may be read, whatever they are.
 class LineReader {
  public:
-  /// What a call of `next` has found.
+  /// What a call of `next` has found. After `too_long` nothing more can be read.
   enum class Found { line, end, too_long };
 
   /// Longest line, its end not counted.
@@ -24,6 +24,10 @@ class LineReader {
 
   /// Takes the next line, without CR LF or LF. The last one need not have an end.
   Found next(std::string_view& line);
+
+  /// As `next`, but passes over blank lines, and over those that begin with "!", which stand for a
+  /// gap in the data: `marked` becomes true for one of these and is left alone otherwise.
+  Found next_data(std::string_view& line, bool& marked);
 
   /// Number of the line found last, from 1.
   std::size_t number() const { return number_; }
@@ -37,7 +41,7 @@ class LineReader {
   std::FILE* file_;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  ///< of what is not yet taken
-  std::size_t end_ = 0;    ///< behind what was read
+  std::size_t end_ = 0;    ///< of what was read
   std::size_t number_ = 0;
   bool had_end_ = false;
 };

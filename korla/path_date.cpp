@@ -5,11 +5,11 @@
 #include <array>
 #include <ctime>
 #include <string_view>
-#include <sys/stat.h>
 
+#include "korla/bytes.h"
 #include "korla/calendar.h"
+#include "korla/messages.h"
 #include "korla/stations.h"
-#include "korla/trace.h"
 
 namespace KorLa {
 
@@ -97,7 +97,7 @@ bool take(std::string_view& text, char place, bool second, Fields& fields) {
   }
 }
 
-/// Whether the text begins as the pattern says. second: with a "2" behind the station's letter.
+/// Whether the text begins as the pattern says. second: with a "2" after the station's letter.
 bool match(std::string_view text, std::string_view pattern, bool second, Fields& fields) {
   for (const char place : pattern) {
     if (!take(text, place, second, fields)) {
@@ -121,7 +121,7 @@ std::optional<PathDate> interpret(const Fields& fields, int newest_year) {
   }
   PathDate date;
   date.time = *seconds;
-  date.day = *seconds - std::int64_t{time.hour} * 3600;
+  date.day = *seconds - std::int64_t{time.hour} * seconds_per_hour;
   date.year = time.year;
   date.year_inferred = !fields.year;
   const auto station = station_numbers.find(fields.station);
@@ -161,8 +161,7 @@ void warn_of_inferred_year(const std::optional<PathDate>& date) {
 }
 
 int modification_year(const std::string& path) {
-  struct stat status {};
-
+  FileStatus status{};
   std::tm calendar{};
   if (stat(path.c_str(), &status) != 0 || gmtime_r(&status.st_mtime, &calendar) == nullptr) {
     return 1970;

@@ -13,6 +13,8 @@ void SampleTimes::add_piece(std::size_t index, double stamp, bool marked) {
     anchors_.push_back({index, stamp});
   } else {
     const Anchor& anchor = anchors_.back();
+    // Where the piece would be if no sample were missing since the last anchor. Measured from there
+    // and not from the piece before, so that the stamps' missing fractions do not add up.
     const double place = anchor.stamp + static_cast<double>(index - anchor.index) / frequency_;
     const double late = stamp - place;
     if (late > tolerance_ || (marked && late > 0)) {
@@ -26,6 +28,9 @@ void SampleTimes::add_piece(std::size_t index, double stamp, bool marked) {
   last_stamp_ = stamp;
 }
 
+/// Walks the stretches from anchor to anchor. Stamps may count from midnight or by another clock,
+/// so that only their differences enter. A sample's time is its distance from the first of its own
+/// stretch, added once: no rounding error grows with the length of the file.
 std::vector<double> SampleTimes::times(double start, std::size_t count) const {
   std::vector<double> result(count);
   std::size_t first = 0;

@@ -9,7 +9,7 @@
 
 namespace KorLa {
 
-/// A record of the name table.
+/// A row of the table of names.
 struct Station {
   std::uint8_t number;
 };

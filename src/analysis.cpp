@@ -3,13 +3,18 @@
 #include "src/analysis.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <optional>
+#include <span>
 
 #include "src/console.h"
 #include "src/correlation.h"
 #include "src/direction.h"
+#include "src/gather.h"
+#include "src/geometry.h"
 #include "src/lag_sums.h"
 #include "src/progress.h"
 #include "src/results.h"
@@ -30,6 +35,7 @@ using PerChannel = std::array<double, 3>;
 struct WindowWork {
   Channels window;  ///< the window's samples, normalised in place
   Spectrum spectrum;
+  Correlation correlation;
   std::vector<double> magnitudes;  ///< of the bins that the line is fitted to
   PerChannel energy{};             ///< sum of squared deviations from the mean
   WindowValues values;
@@ -44,6 +50,7 @@ struct WindowWork {
     for (PaddedSignal& channel : window) {
       channel.resize(length, max_lag);
     }
+    set_maxdelay(correlation, max_lag);
     if (settings.entropy) {
       powers.resize(length / 2);
     }
@@ -54,7 +61,7 @@ struct WindowWork {
 };
 
 /// Copies the window that starts at sample `first` into the window and the transform's input.
-void load_window(WindowWork& work, const JoinedSeries& data, std::size_t first) {
+void load_window(WindowWork& work, const LoadedSeries& data, std::size_t first) {
   for (std::size_t c = 0; c < work.window.size(); ++c) {
     const std::int32_t* raw = data.samples[c].data() + first;
     const std::span<double> samples = work.window[c].samples();
@@ -71,8 +78,8 @@ double deviation(double variance) {
   return std::sqrt(variance);
 }
 
-/// Means and mean absolute values. The channels are summed side by side: three chains of additions
-/// keep the processor busy where one would wait for each sum.
+/// Returns the means; mean_absolute receives the mean absolute values. The channels are summed side
+/// by side: three chains of additions keep the processor busy where one would wait for each sum.
 PerChannel measure_means(Channels& window, PerChannel& mean_absolute) {
   const std::span<const double> x0 = window[0].samples();
   const std::span<const double> x1 = window[1].samples();
@@ -109,20 +116,22 @@ PerChannel measure_energy(Channels& window, const PerChannel& mean) {
   return sum;
 }
 
-/// Frees a channel of its mean and scales it to unit variance; a constant channel becomes zeros.
+/// Frees a channel of its mean and scales it to unit variance, so that loud and faint windows, and
+/// microphones of different gain, correlate alike; a constant channel becomes zeros.
 void normalise(std::span<double> samples, double mean, double energy) {
-  const double std = deviation(energy / static_cast<double>(samples.size() - 1));
+  const double scale = deviation(energy / static_cast<double>(samples.size() - 1));
   for (double& sample : samples) {
     sample -= mean;
   }
-  if (std > 0) {
+  if (scale > 0) {
     for (double& sample : samples) {
-      sample /= std;
+      sample /= scale;
     }
   }
 }
 
-/// Measures each channel's spectrum. The transform of a constant channel is rounding noise.
+/// Measures each channel's spectrum. A constant channel is left out: apart from bin 0, its
+/// transform is rounding noise.
 void measure_spectra(WindowWork& work, ResultRecord& record) {
   auto& spectra = work.values.spectra;
   const double bin_width = work.frequency / static_cast<double>(work.window[0].samples().size());
@@ -152,20 +161,23 @@ void prepare_window(WindowWork& work, ResultRecord& record) {
     for (std::size_t c = 0; c < work.window.size(); ++c) {
       normalise(work.window[c].samples(), mean[c], work.energy[c]);
     }
+    // The normalised series wants the energies of what it is given.
     PerChannel ignored;
     work.energy = measure_energy(work.window, measure_means(work.window, ignored));
   }
 }
 
+/// Both series of each pair come from the same sums of products, which are the costly part.
 void correlate_pairs(WindowWork& work, ResultRecord& record) {
-  const auto first_lag = -static_cast<std::ptrdiff_t>(correlation.max_lag);
+  Correlation& series = work.correlation;
+  const auto first_lag = -static_cast<std::ptrdiff_t>(series.max_lag);
   std::array<double, 3> cmax;
   for (std::size_t p = 0; p < pair_channels.size(); ++p) {
     const auto [a, b] = pair_channels[p];
-    lag_sums(work.window[a], work.window[b], first_lag, correlation.sums);
-    correlate_weighted(correlation.sums, correlation.divisors, correlation.crs[p]);
-    correlate_normalised(correlation.sums, work.energy[a], work.energy[b], correlation.crn[p]);
-    cmax[p] = divide_by_peak(correlation.crs[p], correlation.crs_norm[p]);
+    lag_sums(work.window[a], work.window[b], first_lag, series.sums);
+    correlate_weighted(series.sums, series.divisors, series.crs[p]);
+    correlate_normalised(series.sums, work.energy[a], work.energy[b], series.crn[p]);
+    cmax[p] = divide_by_peak(series.crs[p], series.crs_norm[p]);
   }
   record.cmax12 = cmax[0];
   record.cmax13 = cmax[1];
@@ -173,6 +185,9 @@ void correlate_pairs(WindowWork& work, ResultRecord& record) {
   record.cmax = *std::max_element(cmax.begin(), cmax.end());
 }
 
+/// The fields that are made of others. vel2 is exact for baselines 12 and 13 of one length at a
+/// right angle: their lags are then frequency * d12 / velocity times the cosine and the sine of one
+/// angle, whose squares add up to 1.
 void derive(ResultRecord& record, const WindowValues& values, double frequency) {
   const Lags& lags = values.lags;
   const auto& [m0, m1, m2] = values.mvl;
@@ -194,7 +209,7 @@ double window_time(WindowWork& work, double time, std::size_t first) {
   return work.base_time + static_cast<double>(first) / work.frequency;
 }
 
-ResultRecord analyse_window(WindowWork& work, const JoinedSeries& data, std::size_t first) {
+ResultRecord analyse_window(WindowWork& work, const LoadedSeries& data, std::size_t first) {
   ResultRecord record;
   load_window(work, data, first);
   work.spectrum.transform();
@@ -203,8 +218,8 @@ ResultRecord analyse_window(WindowWork& work, const JoinedSeries& data, std::siz
   prepare_window(work, record);
   correlate_pairs(work, record);
   WindowValues& values = work.values;
-  find_lags(correlation.crs_norm, correlation.crs, values.value_at_lag, values.lags,
-            correlation.max_lag);
+  const Correlation& series = work.correlation;
+  find_lags(series.crs_norm, series.crs, values.value_at_lag, values.lags, series.max_lag);
   work.angle(record, values.lags, array_geometry, work.frequency);
   derive(record, values, work.frequency);
   record.time = window_time(work, data.times[first], first);
@@ -237,9 +252,9 @@ class Watch {
   Clock::time_point next_flush_ = Clock::now() + std::chrono::seconds(1);
 };
 
-/// Walks the windows. The last one ends before the last sample: intended. Returns whether it went
-/// to the end.
-bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<ResultRecord>& records) {
+/// Walks the windows, from one start to the next by a step. The last one ends before the last
+/// sample: intended. Returns whether it went to the end.
+bool walk_windows(WindowWork& work, const LoadedSeries& data, std::vector<ResultRecord>& records) {
   const std::size_t n = data.times.size();
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
@@ -256,10 +271,10 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
       break;
     }
     if (duration < data.times[i + length - 1] - data.times[i]) {
-      continue;  // a hole in the window
+      continue;  // a hole in the window: its samples take longer than so many should
     }
     const ResultRecord record = analyse_window(work, data, i);
-    write_window(record, work.values, correlation.crs, work.frequency);
+    write_window(record, work.values, work.correlation.crs, work.frequency);
     records.push_back(record);
     if (!watch.look(i, n)) {
       return false;
@@ -268,7 +283,7 @@ bool walk_windows(WindowWork& work, const JoinedSeries& data, std::vector<Result
   return true;
 }
 
-/// Writes what is known behind the last window only: passages, or else the histogram.
+/// Writes what is known after the last window only: passages, or else the histogram.
 void write_summary(const DataHeader& header, std::span<const ResultRecord> records,
                    double frequency) {
   if (settings.vortex) {
@@ -283,7 +298,7 @@ void write_summary(const DataHeader& header, std::span<const ResultRecord> recor
 }  // namespace
 
 bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
-  const JoinedSeries data = gather(files);
+  const LoadedSeries data = gather(files);
   if (data.ended_early) {
     return false;
   }
@@ -296,7 +311,7 @@ bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
   const std::size_t begin = series.records.size();
   const DataHeader header = {data.first_path, data.station, data.start_time};
   open_result_files(header);
-  WindowWork work(settings.clength, correlation.max_lag, settings.lsq_len);
+  WindowWork work(settings.clength, data.max_lag, settings.lsq_len);
   work.angle = angle_method(settings.primary_direction);
   work.frequency = data.sampling_frequency;
   const bool whole = walk_windows(work, data, series.records);

@@ -4,14 +4,12 @@
 
 #include <cmath>
 #include <numbers>
+#include <string>
 
 #include "graphics/draw.h"
 #include "graphics/mode.h"
 
-#include "src/display_state.h"
 #include "src/plot_surface.h"
-#include "src/settings.h"
-#include "src/viewer_wait.h"
 
 namespace tavrik {
 
@@ -20,104 +18,91 @@ namespace {
 using gr::HorizontalAlign;
 using gr::VerticalAlign;
 
-/// Distance of a window's dot from the centre, before it is divided.
-using Radius = double (*)(std::size_t number, const ResultRecord& record);
-
-/// The centre of the compass, pixels.
-struct Center {
-  int x = gr::GrSizeX() / 2;
-  int y = gr::GrSizeY() / 2;
-};
-
+/// A place on the canvas, pixels.
 struct Place {
   int x, y;
 };
 
-/// The place of a dot: the offset from the centre is cut toward it.
-Place dot_place(const Center& center, double azimuth, double radius) {
+Place center() {
+  return {gr::GrSizeX() / 2, gr::GrSizeY() / 2};
+}
+
+// Azimuths run clockwise from north, which is up. Angles on the canvas run clockwise too, because
+// rows count downward, but from the right: they are a right angle less. So an azimuth's direction
+// is (cos(azimuth - pi / 2), sin(azimuth - pi / 2)) in columns and rows.
+//
+// Dots and bars are cut to whole pixels in two ways, which can be one pixel apart: intended.
+
+/// The place of a dot: its way from the centre is cut. azimuth: radians.
+Place dot_place(double azimuth, double radius, int div) {
   const double theta = azimuth - std::numbers::pi / 2;
-  return {center.x + gr::to_coordinate(std::cos(theta) * radius / display_state.div),
-          center.y + gr::to_coordinate(std::sin(theta) * radius / display_state.div)};
+  const Place from = center();
+  return {from.x + gr::to_coordinate(std::cos(theta) * radius / div),
+          from.y + gr::to_coordinate(std::sin(theta) * radius / div)};
 }
 
-/// The place of a bar's end: the coordinate itself is cut.
-Place bar_place(const Center& center, double azimuth, double radius) {
+/// The place of a bar's end: the coordinate itself is cut. azimuth: radians.
+Place bar_place(double azimuth, double radius, int div) {
   const double phi = azimuth - std::numbers::pi / 2;
-  return {gr::to_coordinate(center.x + std::cos(phi) * radius / display_state.div),
-          gr::to_coordinate(center.y + std::sin(phi) * radius / display_state.div)};
+  const Place from = center();
+  return {gr::to_coordinate(from.x + std::cos(phi) * radius / div),
+          gr::to_coordinate(from.y + std::sin(phi) * radius / div)};
 }
 
-void draw_titles() {
+void draw_titles(const std::string& title) {
   const int x = gr::GrSizeX() / 2;
   const int y = gr::GrSizeY() - plot_surface.text.font->height;
   plot_surface.text.color = plot_surface.ega[ega_black];
-  draw_label(x, y, settings.title, HorizontalAlign::center, VerticalAlign::bottom);
+  draw_label(x, y, title, HorizontalAlign::center, VerticalAlign::bottom);
   draw_label(x, y, "AZ & F*COS(EL)", HorizontalAlign::center, VerticalAlign::top);
 }
 
-void draw_compass(const Center& center, int n_records) {
+/// Draws the cross-hair and a ring for every sixth of the windows.
+void draw_compass(int n_records, int div) {
   const gr::Color red = plot_surface.ega[ega_red];
+  const auto [x, y] = center();
   const int step = (n_records - 1) / 6;
   for (int r = 0; r < n_records; r += step) {
-    gr::circle(center.x, center.y, r / display_state.div, red);
+    gr::circle(x, y, r / div, red);
     if (step == 0) {
-      break;  // a few windows have no rings
+      break;  // too few windows for rings: the centre alone
     }
   }
-  gr::line(0, center.y, gr::GrSizeX(), center.y, red);
-  gr::line(center.x, 0, center.x, gr::GrSizeY(), red);
+  gr::line(0, y, gr::GrSizeX(), y, red);
+  gr::line(x, 0, x, gr::GrSizeY(), red);
 }
 
-/// Draws the dots. With a time shift, the azimuths are those of records further on.
-void draw_dots(const Center& center, std::span<const ResultRecord> records, Radius radius) {
+/// Draws the dots. With a time shift a dot keeps its radius and takes the azimuth of a later
+/// record; after the last record the first one follows.
+void draw_dots(std::span<const ResultRecord> records, const DisplayState& state, DotRadius radius) {
   const auto n = static_cast<long>(records.size());
   for (long i = 0; i < n; ++i) {
-    const long j = ((i + display_state.time_shift) % n + n) % n;
+    const long j = ((i + state.time_shift) % n + n) % n;
     const double azimuth = records[static_cast<std::size_t>(j)].az;
-    const auto number = static_cast<std::size_t>(i);
-    const double rho = radius(number, records[number]);
+    const double rho = radius == DotRadius::velocity ? records[static_cast<std::size_t>(i)].vel2
+                                                     : static_cast<double>(i);
     if (std::isnan(azimuth) || std::isnan(rho)) {
       continue;
     }
-    const Place dot = dot_place(center, azimuth * std::numbers::pi / 180, rho);
+    const Place dot = dot_place(azimuth * std::numbers::pi / 180, rho, state.div);
     gr::plot_pixel(dot.x, dot.y, plot_surface.ega[ega_black]);
   }
 }
 
-/// Draws a bar for each sector, on the circle of the last window.
-void draw_rose(const Center& center, std::span<const ResultRecord> records) {
-  const auto counts = count_sectors(records, settings.hist_size, settings.crsfilter);
+/// Draws a bar for each sector. The bars stand on the circle that is as far from the centre as a
+/// window after the last one would be, and a window in the sector is as long as one on the radius.
+void draw_rose(std::span<const ResultRecord> records, const Settings& options, int div) {
+  const auto counts = count_sectors(records, options.hist_size, options.crsfilter);
   const auto base = static_cast<double>(records.size());
   for (std::size_t b = 0; b < counts.size(); ++b) {
     if (counts[b] == 0) {
       continue;
     }
-    const double azimuth = 2 * static_cast<double>(b) * std::numbers::pi / settings.hist_size;
-    const Place from = bar_place(center, azimuth, base);
-    const Place to = bar_place(center, azimuth, base + static_cast<double>(counts[b]));
+    const double azimuth = 2 * static_cast<double>(b) * std::numbers::pi / options.hist_size;
+    const Place from = bar_place(azimuth, base, div);
+    const Place to = bar_place(azimuth, base + static_cast<double>(counts[b]), div);
     gr::line(from.x, from.y, to.x, to.y, plot_surface.ega[ega_black]);
   }
-}
-
-int draw(const std::string& name, const ResultSeries& series, int save, Radius radius) {
-  if (settings.title.empty()) {
-    settings.title = name;
-  }
-  const Center center;
-  begin_drawing();
-  draw_titles();
-  draw_compass(center, static_cast<int>(series.records.size()));
-  draw_dots(center, series.records, radius);
-  draw_rose(center, series.records);
-  return save != 0 ? save : wait_for_key();
-}
-
-double number_of_window(std::size_t number, const ResultRecord&) {
-  return static_cast<double>(number);
-}
-
-double velocity_of_window(std::size_t, const ResultRecord& record) {
-  return record.vel2;
 }
 
 }  // namespace
@@ -133,12 +118,13 @@ std::vector<std::size_t> count_sectors(std::span<const ResultRecord> records, in
   return counts;
 }
 
-int circular_plot(const std::string& name, const ResultSeries& series, int save) {
-  return draw(name, series, save, number_of_window);
-}
-
-int circular_velocity_plot(const std::string& name, const ResultSeries& series, int save) {
-  return draw(name, series, save, velocity_of_window);
+void draw_circular_plot(const ResultSeries& series, const Settings& options,
+                        const DisplayState& state, DotRadius radius) {
+  begin_drawing(state);
+  draw_titles(options.title);
+  draw_compass(static_cast<int>(series.records.size()), state.div);
+  draw_dots(series.records, state, radius);
+  draw_rose(series.records, options, state.div);
 }
 
 }  // namespace tavrik

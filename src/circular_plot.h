@@ -3,10 +3,11 @@
 
 #include <cstddef>
 #include <span>
-#include <string>
 #include <vector>
 
+#include "src/display_state.h"
 #include "src/result_record.h"
+#include "src/settings.h"
 
 namespace tavrik {
 
@@ -15,11 +16,13 @@ namespace tavrik {
 std::vector<std::size_t> count_sectors(std::span<const ResultRecord> records, int sectors,
                                        double filter);
 
-/// Draws the plot whose dots lie at the window's number from the centre, and waits for a key, whose
-/// code is returned; with a `save` that is not 0 returns that at once.
-int circular_plot(const std::string& name, const ResultSeries& series, int save);
+/// What the distance of a dot from the centre shows, one pixel for each window or m/s before it is
+/// divided by the state's `div`.
+enum class DotRadius { window_number, velocity };
 
-/// As `circular_plot`, with the window's speed for its number.
-int circular_velocity_plot(const std::string& name, const ResultSeries& series, int save);
+/// Draws a compass plot, north up and east to the right, on the open canvas. Of the options the
+/// title, hist_size and crsfilter are read. Records with a NaN azimuth or velocity have no dot.
+void draw_circular_plot(const ResultSeries& series, const Settings& options,
+                        const DisplayState& state, DotRadius radius);
 
 }  // namespace tavrik

@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace tavrik {
 
 namespace {
 
-/// Index of the value of exactly 1.0 nearest to the high end; series.size() if there is none.
+/// Index of the value of exactly 1.0 nearest to the high end; series.size() if no value is 1.0.
+/// No tolerance is needed, nor would one do: `divide_by_peak` makes the highest value exactly 1.0,
+/// and another that is only close to it is no peak.
 std::size_t find_peak(std::span<const double> series) {
   std::size_t next = series.size();
   while (next > 0) {
@@ -23,7 +26,7 @@ std::size_t find_peak(std::span<const double> series) {
 
 }  // namespace
 
-void set_maxdelay(std::size_t max_lag) {
+void set_maxdelay(Correlation& correlation, std::size_t max_lag) {
   const std::size_t size = 2 * max_lag + 1;
   correlation.max_lag = max_lag;
   correlation.sums.resize(size);
@@ -74,16 +77,21 @@ void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
     } else if (j == 0 || j == 2 * max_lag) {
       lags[p] = peak_lag;
     } else {
-      const double slope = v[j + 1] - v[j - 1];
-      const double bend = v[j + 1] + v[j - 1] - 2 * v[j];
+      // The parabola through (-1, v[j-1]), (0, v[j]), (1, v[j+1]) is v[j] + b x + a x^2 with
+      // b = (v[j+1] - v[j-1]) / 2 and a = (v[j+1] + v[j-1] - 2 v[j]) / 2. Its top, where the
+      // derivative b + 2 a x is 0, is at x = -b / (2 a).
+      const double two_b = v[j + 1] - v[j - 1];
+      const double two_a = v[j + 1] + v[j - 1] - 2 * v[j];
       lags[p] =
-          static_cast<double>(j) - slope * 0.5 * 0.5 / (bend * 0.5) - static_cast<double>(max_lag);
+          static_cast<double>(j) - two_b * 0.5 * 0.5 / (two_a * 0.5) - static_cast<double>(max_lag);
       value_at_lag[p] = crs[p][j];
     }
   }
 }
 
 Line line_fit(std::span<const double> y) {
+  // The normal equations: sum_y = intercept n + slope sum_x and
+  // sum_xy = intercept sum_x + slope sum_xx, solved for the slope by elimination.
   const auto n = static_cast<double>(y.size());
   double sum_x = 0, sum_y = 0, sum_xy = 0, sum_xx = 0;
   for (std::size_t k = 0; k < y.size(); ++k) {

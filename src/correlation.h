@@ -1,13 +1,11 @@
 #pragma once
-// Correlation of the three channel pairs over a range of lags, and the lags of their peaks.
+// Correlation of the three channel pairs over a range of lags, and the lags of their peaks. Used by
+// the analysis. docs/method.md says what the weighted series is good for.
 
 #include <array>
 #include <cstddef>
 #include <span>
 #include <vector>
-
-#include "src/direction.h"
-#include "src/lag_sums.h"
 
 namespace tavrik {
 
@@ -15,36 +13,39 @@ namespace tavrik {
 inline constexpr std::array<std::array<std::size_t, 2>, 3> pair_channels = {
     {{0, 1}, {0, 2}, {1, 2}}};
 
+/// Arrival differences of the pairs 12, 13, 23 in samples, fractional; positive when the sound
+/// reaches the pair's first microphone first.
+using Lags = std::array<double, 3>;
+
 /// One series of 2 * max_lag + 1 values, index lag + max_lag, for each of the pairs 12, 13, 23.
 using PairSeries = std::array<std::vector<double>, 3>;
 
-/// The buffers of a window's correlation. Resized by `set_maxdelay`, written in every window.
+/// The per-lag arrays of a run's windows: sized by `set_maxdelay`, written anew in every window.
 struct Correlation {
   std::size_t max_lag = 0;
   std::vector<double> divisors;  ///< of the weighted series, one for each lag
-  std::vector<double> sums;      ///< of products, of the pair at work
+  std::vector<double> sums;      ///< of products, of the pair that was correlated last
   PairSeries crs;                ///< weighted series
   PairSeries crn;                ///< series normalised by the signals' energy
   PairSeries crs_norm;           ///< weighted series divided by its highest value
 };
 
-inline Correlation correlation;
-
-/// Makes room in `correlation` for lags from -max_lag to max_lag (1..65535) and works out their
+/// Resizes the per-lag arrays for lags from -max_lag to max_lag (1..65535) and works out the
 /// divisors, (0.1 * |lag| + 4) * 2 * max_lag: they favour small lags, which is intended.
-void set_maxdelay(std::size_t max_lag);
+void set_maxdelay(Correlation& correlation, std::size_t max_lag);
 
 /// out[k] = sums[k] / divisors[k]: the weighted series of a pair. All of one size.
 void correlate_weighted(std::span<const double> sums, std::span<const double> divisors,
                         std::span<double> out);
 
 /// out[k] = sums[k] / sqrt(energy_a * energy_b): the normalised series of a pair. The energies are
-/// sums of squared deviations from the mean; the sums are not freed of the mean (intended).
+/// sums of squared deviations from the mean; the sums are not freed of the mean (intended). A
+/// constant signal has energy 0 and gives NaN or infinite values. sums and out: of one size.
 void correlate_normalised(std::span<const double> sums, double energy_a, double energy_b,
                           std::span<double> out);
 
 /// Divides a weighted series by its highest value, so that its peak is exactly 1; a highest value
-/// of 0 gives zeros. Returns the highest value.
+/// of 0 gives zeros. Both of one size, not empty. Returns the highest value.
 double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm);
 
 /// Lag of the peak of each pair, in samples, by a parabola through the peak and its neighbours.
@@ -55,11 +56,12 @@ double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm);
 void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
                std::array<double, 3>& value_at_lag, Lags& lags, std::size_t max_lag);
 
-/// Straight line through (1, y[0]) .. (n, y[n-1]) by least squares. A single point gives NaN.
+/// A straight line, y = intercept + slope * x.
 struct Line {
   double intercept, slope;
 };
 
+/// The line through (1, y[0]) .. (n, y[n-1]) by least squares. A single point gives NaN.
 Line line_fit(std::span<const double> y);
 
 }  // namespace tavrik

@@ -14,7 +14,14 @@ namespace {
 
 constexpr const char* trace_module = "src/direction";
 
-/// Solves the plane wave for each two of the three pairs: tan(azimuth) = b / a.
+/// Solves the plane wave for each two of the three pairs.
+/// A wave with the slowness (s_east, s_north), seconds per metre along its way, reaches the end of
+/// a baseline (dx, dy) later than its start by t = s_east dx + s_north dy. Two baselines, 12 and 13
+/// for instance, make two equations, and Cramer's rule with D = dx12 dy13 - dx13 dy12 gives
+///   D s_east = t12 dy13 - t13 dy12 = b12_13,  D s_north = t13 dx12 - t12 dx13 = a12_13,
+/// so that b / a is the tangent of the azimuth of propagation. The lags' unit cancels. D is the
+/// same for all, twice the triangle's area: above 0, as the signs of a and b need it to tell the
+/// quadrant, where the microphones are numbered counter-clockwise.
 void estimate_pairwise(ResultRecord& record, const Lags& lags, const Baselines& base) {
   const auto& [t12, t13, t23] = lags;
   record.a12_13 = zero_guarded(t13 * base.dx12 - t12 * base.dx13);
@@ -25,18 +32,33 @@ void estimate_pairwise(ResultRecord& record, const Lags& lags, const Baselines& 
   record.b13_23 = base.dy23 * t13 - base.dy13 * t23;
 }
 
-/// Where the sound comes from, degrees in [0, 360]. x: tangent of the propagation's azimuth;
-/// sa, sb: the denominators' and the numerators' means, whose signs tell the quadrant.
-double azimuth_of_arrival(double x, double sa, double sb) {
-  double az = degrees(std::atan(x));
-  if (sa != 0) {
-    if (sa < 0) {
+/// What each two of the three pairs count.
+struct PairWeights {
+  double w12_13, w12_23, w13_23;
+
+  double sum() const { return w12_13 + w12_23 + w13_23; }
+};
+
+constexpr PairWeights equal_weights = {1, 1, 1};
+
+/// Two pairs count as much as both of them correlate.
+PairWeights correlation_weights(const ResultRecord& record) {
+  return {record.cmax12 * record.cmax13, record.cmax12 * record.cmax23,
+          record.cmax13 * record.cmax23};
+}
+
+/// From a tangent to where the sound comes from, degrees in [0, 360]. tangent: of the azimuth of
+/// propagation; a, b: denominator and numerator, north and east, whose signs tell the quadrant.
+double azimuth_of_arrival(double tangent, double a, double b) {
+  double az = degrees(std::atan(tangent));
+  if (a != 0) {
+    if (a < 0) {
       az += 180;
     }
-    if (sb < 0 && sa > 0) {
+    if (b < 0 && a > 0) {
       az += 360;
     }
-  } else if (sb < 0) {
+  } else if (b < 0) {
     az += 360;
   }
   if (az > 360) {
@@ -50,6 +72,17 @@ double azimuth_of_arrival(double x, double sa, double sb) {
     az -= 360;
   }
   return az;
+}
+
+/// The azimuth by the weighted means of what each two pairs give: mean quotient, mean a, mean b.
+double mean_azimuth(const ResultRecord& r, const PairWeights& weights) {
+  const auto& [u, v, w] = weights;
+  const double sum = weights.sum();
+  const double a = (u * r.a12_13 + v * r.a12_23 + w * r.a13_23) / sum;
+  const double b = (u * r.b12_13 + v * r.b12_23 + w * r.b13_23) / sum;
+  const double tangent =
+      (u * r.b12_13 / r.a12_13 + v * r.b12_23 / r.a12_23 + w * r.b13_23 / r.a13_23) / sum;
+  return azimuth_of_arrival(tangent, a, b);
 }
 
 void guard(Lags& lags) {
@@ -72,16 +105,12 @@ double azimuth_without_quadrant(double p, double q, const Lags& lags) {
 void angle_new(ResultRecord& record, Lags& lags, const ArrayGeometry& array, double frequency) {
   const Baselines& base = array.baselines;
   estimate_pairwise(record, lags, base);
-  const double sa = (record.a12_13 + record.a12_23 + record.a13_23) / 3;
-  const double sb = (record.b12_13 + record.b12_23 + record.b13_23) / 3;
-  const double x = (record.b12_13 / record.a12_13 + record.b12_23 / record.a12_23 +
-                    record.b13_23 / record.a13_23) /
-                   3;
-  record.az = azimuth_of_arrival(x, sa, sb);
+  record.az = mean_azimuth(record, equal_weights);
   guard(lags);
   const double cos12 = std::cos(radians(base.az12 - record.az));
   const double cos13 = std::cos(radians(base.az13 - record.az));
   const double cos23 = std::cos(radians(base.az23 - record.az));
+  // A baseline's part along the wave's way, divided by the time that the wave takes for it.
   record.v12 = base.d12 * frequency * cos12 / lags[0];
   record.v13 = frequency * base.d13 * cos13 / lags[1];
   record.v23 = frequency * base.d23 * cos23 / lags[2];
@@ -94,27 +123,22 @@ void angle_new(ResultRecord& record, Lags& lags, const ArrayGeometry& array, dou
 void angle_weighted(ResultRecord& record, Lags& lags, const ArrayGeometry& array,
                     double frequency) {
   const Baselines& base = array.baselines;
+  const PairWeights weights = correlation_weights(record);
   estimate_pairwise(record, lags, base);
-  const double wa = record.cmax12 * record.cmax13;
-  const double wb = record.cmax12 * record.cmax23;
-  const double wc = record.cmax13 * record.cmax23;
-  const double w = wa + wb + wc;
-  const double sa = (wa * record.a12_13 + wb * record.a12_23 + wc * record.a13_23) / w;
-  const double sb = (wa * record.b12_13 + wb * record.b12_23 + wc * record.b13_23) / w;
-  const double x = (wa * record.b12_13 / record.a12_13 + wb * record.b12_23 / record.a12_23 +
-                    wc * record.b13_23 / record.a13_23) /
-                   w;
-  record.az = azimuth_of_arrival(x, sa, sb);
+  record.az = mean_azimuth(record, weights);
   guard(lags);
   const auto& [t12, t13, t23] = lags;
-  // Half the speed that `new` gives: intended.
+  // Half the velocity that `new` gives: intended.
   record.v12 = std::cos(radians(base.az12 - record.az)) * (0.5 * frequency * base.d12) / t12;
   record.v13 = std::cos(radians(base.az13 - record.az)) * (0.5 * frequency * base.d13) / t13;
   record.v23 = std::cos(radians(base.az23 - record.az)) * (0.5 * frequency * base.d23) / t23;
-  record.vel = (wa * frequency * base.d12 / std::sqrt(t12 * t12 + t13 * t13) +
-                wb * frequency * base.d13 / std::sqrt(t12 * t12 + t23 * t23) +
-                wc * frequency * base.d23 / std::sqrt(t13 * t13 + t23 * t23)) /
-               w;
+  // The first term is exact where 12 and 13 are of one length and at a right angle: their lags are
+  // then fs d / v times the cosine and the sine of one angle. The others have its form alone.
+  const auto& [u, v, w] = weights;
+  record.vel = (u * frequency * base.d12 / std::sqrt(t12 * t12 + t13 * t13) +
+                v * frequency * base.d13 / std::sqrt(t12 * t12 + t23 * t23) +
+                w * frequency * base.d23 / std::sqrt(t13 * t13 + t23 * t23)) /
+               weights.sum();
 }
 
 void angle_old(ResultRecord& record, Lags& lags, const ArrayGeometry& array, double /*frequency*/) {
@@ -124,6 +148,9 @@ void angle_old(ResultRecord& record, Lags& lags, const ArrayGeometry& array, dou
   if (t13 == 0) {
     t13 = 0.01;
   }
+  // With r = t12 / t13, t12 - r t13 = 0: to a wave it is as if the vector 12 - r 13 lay along its
+  // front, since its two ends are reached at once. (p, q) is that vector, north and east, reversed;
+  // the sound comes at a right angle to it, on the side that the lags' signs tell.
   const double r = t12 / t13;
   const double p = (p1.y - p2.y) - (p1.y - p3.y) * r;
   const double q = (p1.x - p2.x) - (p1.x - p3.x) * r;

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "graphics/draw.h"
+#include "korla/calendar.h"
 
 #include "src/console.h"
 #include "src/plot_surface.h"
-#include "src/settings.h"
 
 namespace tavrik {
 
@@ -55,33 +55,35 @@ constexpr int most_pixels_between_ticks = 120;
 constexpr int trial_intervals = 5;
 constexpr int most_minor_ticks = 29;
 
-/// A whole number from any other, toward zero; limits far outside every calendar for what is
-/// larger.
+/// A number cut to a whole one, toward zero; larger ones become limits far outside every calendar.
 std::int64_t whole(double value) {
   constexpr double most = 4e18;
   return static_cast<std::int64_t>(std::clamp(value, -most, most));
 }
 
-/// A time axis in work.
+/// The time axis that is being drawn.
 struct TimeScale {
   double t0, t1;
   double scale;    ///< pixels per second
-  double epsilon;  ///< seconds that a tick may lie outside
+  double epsilon;  ///< seconds that a tick may lie outside: a thousandth of the range, for rounding
   int left, right;
   int row;  ///< of the axis line
   int label_height;
   int major_length;  ///< of a tick, pixels
+  bool print_ut;     ///< labels are clock times
 
   long column(double t) const { return std::lround(scale * (t - t0) + left); }
 
-  /// Ticks nearer to each other than a pixel are drawn one for a pixel.
+  /// How many multiples of a spacing one tick stands for: more than one only where a multiple is
+  /// less than a pixel, so that the longest axis takes no more steps than a few for each pixel.
   std::int64_t step(double spacing) const {
     return std::max(std::int64_t{1}, whole(1 / (spacing * scale)));
   }
 };
 
-TimeScale make_scale(int width, int height, int left, int top, double t0, double t1) {
-  constexpr double day = 86400;
+TimeScale make_scale(int width, int height, int left, int top, double t0, double t1,
+                     bool print_ut) {
+  constexpr double day = KorLa::seconds_per_day;
   constexpr double calendar_begins = 10 * day;  // below: times of day
   if (t1 < t0) {
     t0 -= day;
@@ -99,7 +101,8 @@ TimeScale make_scale(int width, int height, int left, int top, double t0, double
           left + width,
           top + height + 1,
           label_height,
-          static_cast<int>(0.8 * label_height)};
+          static_cast<int>(0.8 * label_height),
+          print_ut};
 }
 
 /// The first spacing that is close enough, else the finest.
@@ -148,8 +151,8 @@ std::string minute_label(const TimeSpacing& spacing, double t) {
                              : fmt::format("{}", minute);
 }
 
-std::string time_label(const TimeSpacing& spacing, double t) {
-  return settings.print_ut ? clock_label(spacing, t) : minute_label(spacing, t);
+std::string time_label(const TimeScale& axis, const TimeSpacing& spacing, double t) {
+  return axis.print_ut ? clock_label(spacing, t) : minute_label(spacing, t);
 }
 
 void draw_tick(int x, int row, int length) {
@@ -168,7 +171,7 @@ Columns draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
     } else if (x > axis.right) {
       break;
     }
-    const std::string label = time_label(spacing, t);
+    const std::string label = time_label(axis, spacing, t);
     const int width = gr::string_width(label, plot_surface.text);
     TAVRIK_TRACE(2, "distances[dist].tick * (XSize={}/Range={:g}) = {:g}\n", axis.right - axis.left,
                  axis.t1 - axis.t0, spacing.major * axis.scale);
@@ -197,13 +200,14 @@ void draw_minor_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
   }
 }
 
-/// A value axis in work.
+/// The value axis that is being drawn.
 struct ValueScale {
   double lo, hi;
   double epsilon;
   int height, top;
-  int left, right;  ///< columns of the ticks' inner ends, without the one pixel at the left
+  int left, right;  ///< edges of the panel: ticks begin at left - 1 and at right
 
+  /// lo is on the panel's last row, hi on the one above its first.
   int row(double v) const {
     return gr::to_coordinate(top + height - (height / (hi - lo)) * (v - lo) - 1.0);
   }
@@ -227,6 +231,8 @@ std::vector<double> minor_ticks(const ValueScale& axis, double m) {
                std::floor((axis.hi + axis.epsilon) / m));
 }
 
+/// Distance of minor ticks: they divide a spacing of class 1 in two and one of class 2 in five, and
+/// one of class 0 in ten, or in five or two parts where that would be too many ticks.
 double minor_spacing(const ValueScale& axis, const NiceSpacing& nice, bool integer_steps) {
   const double s = nice.spacing;
   const auto too_many = [&axis](double m) {
@@ -257,6 +263,11 @@ void draw_value(const ValueScale& axis, double v, const std::string& label) {
 
 }  // namespace
 
+// A fifth of the range, x, is m times a power of ten, 1 <= m < 10, and the spacing has the nearest
+// of the mantissas 1, 2, 5 and 10 in m's place. Two neighbours meet at about their geometric mean,
+// where the axis gets as many intervals too many with the one as too few with the other: sqrt(1 *
+// 2) = 1.41 exactly; 2.95 and 6.95 instead of sqrt(2 * 5) = 3.16 and sqrt(5 * 10) = 7.07, a little
+// earlier, in favour of the wider spacing: intended.
 NiceSpacing nice_spacing(double a, double b) {
   const double sign = a < b ? 1 : -1;
   const double x = sign * (b - a) / trial_intervals;
@@ -277,8 +288,9 @@ NiceSpacing nice_spacing(double a, double b) {
   return {sign * 10 * power, 0};
 }
 
-Columns draw_time_axis(int width, int height, int left, int top, double t0, double t1) {
-  const TimeScale axis = make_scale(width, height, left, top, t0, t1);
+Columns draw_time_axis(int width, int height, int left, int top, double t0, double t1,
+                       bool print_ut) {
+  const TimeScale axis = make_scale(width, height, left, top, t0, t1, print_ut);
   const TimeSpacing& spacing = choose_spacing(axis);
   trace_spacing(axis, spacing);
   const Columns labels = draw_major_ticks(axis, spacing);

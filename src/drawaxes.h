@@ -10,8 +10,9 @@ struct NiceSpacing {
   int spacing_class = 0;  ///< 0 for 1 (and 10), 1 for 2, 2 for 5
 };
 
-/// Spacing for about five intervals between a and b. Equal ends print "Error: bad trial inter-tick
-/// spacing" and end the program with status 1. NaN gives an undefined spacing.
+/// Spacing for about five intervals between a and b, which reads well on an axis. Equal ends print
+/// "Error: bad trial inter-tick spacing" and end the program with status 1. NaN gives an undefined
+/// spacing.
 NiceSpacing nice_spacing(double a, double b);
 
 /// Columns that something was drawn in, both included.
@@ -22,13 +23,14 @@ struct Columns {
 
 /// Draws ticks and labels below a panel. width, height: of the panel in pixels; left, top: its
 /// corner; t0, t1: times at its edges, seconds, finite and different. t1 below t0 is a time of the
-/// next day. Labels are clock times or minutes of the day, as the settings say.
+/// next day. Labels are clock times with print_ut, else minutes of the day.
 /// Returns the columns of the labels: the first may begin left of the panel.
-Columns draw_time_axis(int width, int height, int left, int top, double t0, double t1);
+Columns draw_time_axis(int width, int height, int left, int top, double t0, double t1,
+                       bool print_ut);
 
 /// Draws ticks, a dotted grid and labels on both sides of a panel for values from lo (bottom) to hi
 /// (top), finite and different. integer_steps: minor ticks are at least 1 apart.
-/// Returns the width of the widest label in pixels, 0 if there is none.
+/// Returns the width of the widest label in pixels, 0 without labels.
 int draw_value_axis(int width, int height, int left, int top, bool integer_steps, double lo,
                     double hi);
 

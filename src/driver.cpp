@@ -5,11 +5,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <clocale>
-#include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <fmt/chrono.h>
-#include <limits>
+#include <iterator>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,16 +16,16 @@
 
 #include "korla/command_log.h"
 #include "korla/korla16.h"
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 #include "src/analysis.h"
 #include "src/console.h"
 #include "src/display_state.h"
 #include "src/options.h"
 #include "src/plot_surface.h"
+#include "src/progress.h"
 #include "src/response_files.h"
-#include "src/results.h"
-#include "src/save_plot.h"
+#include "src/result_stream.h"
 #include "src/settings.h"
 #include "src/usage.h"
 #include "src/viewer.h"
@@ -39,8 +38,8 @@ namespace {
 using FileList = std::vector<std::string>;
 
 void fix_locale() {
-  warn("LC_ALL={}\n", std::setlocale(LC_ALL, "C"));
-  warn("LC_NUMERIC={}\n", std::setlocale(LC_NUMERIC, "C"));
+  print("LC_ALL={}\n", std::setlocale(LC_ALL, "C"));
+  print("LC_NUMERIC={}\n", std::setlocale(LC_NUMERIC, "C"));
 }
 
 /// Reads the trace level ahead of the options, so that their reading can be traced.
@@ -59,7 +58,7 @@ void fix_time_zone() {
   tzset();
 }
 
-/// Strings as the option parser takes them: changeable, and with a null behind the last.
+/// Strings as the option parser takes them: changeable, with a null after the last.
 std::vector<char*> pointers(std::vector<std::string>& arguments) {
   std::vector<char*> result;
   result.reserve(arguments.size() + 1);
@@ -131,7 +130,7 @@ bool has_files(const FileList& files) {
 
 void run_files(const FileList& files) {
   if (!has_files(files)) {
-    warn("No files\n");
+    print("No files\n");
     return;
   }
   for (const std::string& file : files) {
@@ -169,7 +168,7 @@ int run(int argc, char** argv) {
   KorLa::negtime = settings.negtime;
   announce_range();
   run_files(FileList(arguments.begin() + first_file, arguments.end() - 1));
-  return result_state.write_failed || picture_failed ? 1 : 0;
+  return result_state.output_lost ? 1 : 0;
 }
 
 }  // namespace tavrik

@@ -4,8 +4,9 @@
 
 namespace tavrik {
 
-/// Runs the program. Returns the exit status: 0, or 1 when a result file could not be written
-/// whole. Other ends of the run leave through `end_process` or an exception.
+/// Runs the program; argv as main has it. Returns the exit status: 0, or 1 when a result file or a
+/// picture could not be written whole. Other ends of the run leave through `end_process` or an
+/// exception.
 int run(int argc, char** argv);
 
 }  // namespace tavrik

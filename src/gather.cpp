@@ -1,18 +1,20 @@
-// From data files to one joined series: reading, coordinates, the lag range, holes between files.
+// Reading and joining of files, their coordinates, the lag range, holes between files.
+
+#include "src/gather.h"
 
 #include <boost/filesystem/path.hpp>
 #include <cmath>
+#include <fmt/format.h>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "korla/korla_base.h"
 #include "korla/stations.h"
 
-#include "src/analysis.h"
 #include "src/console.h"
-#include "src/correlation.h"
+#include "src/file_being_read.h"
 #include "src/geometry.h"
-#include "src/process.h"
 #include "src/progress.h"
 #include "src/result_stream.h"
 #include "src/settings.h"
@@ -21,12 +23,12 @@ namespace tavrik {
 
 namespace {
 
-using Record = std::unique_ptr<KorLa::Korla_Base>;
-
 constexpr std::size_t used_channels = 3;
 
-/// Settles where the microphones of a data file stand, and says what is unusual about it.
-void settle_coordinates(const std::string& data_path) {
+/// Reads where the microphones of a data file stand, from the first of these that there is: the
+/// file of -x, the one named after the data file, coord.dat beside it. Says what is unusual about
+/// them.
+void read_array(const std::string& data_path) {
   std::string used = settings.coord_file;
   if (settings.coord_loaded) {
     read_coordinates(used);
@@ -41,6 +43,7 @@ void settle_coordinates(const std::string& data_path) {
 
   const Baselines& base = array_geometry.baselines;
   info("\n{}:{} {}:{} {}:{}\n", base.d12, base.az12, base.d13, base.az13, base.d23, base.az23);
+  // Of the angle at microphone 1.
   const double sine = signed_area(array_geometry.pos) / (base.d12 * base.d13);
   constexpr double nearly_straight = 0.001;
   if (!(std::fabs(sine) > nearly_straight)) {
@@ -50,11 +53,11 @@ void settle_coordinates(const std::string& data_path) {
   }
 }
 
-/// Derives the lag range from the sampling frequency, unless --maxdelay gave one.
-void settle_lags(double frequency) {
+/// The lag range for a sampling frequency, unless --maxdelay gave one: 16 samples at 18 Hz, and as
+/// many seconds at any other.
+std::size_t choose_max_lag(double frequency) {
   if (!settings.maxdelay_auto) {
-    set_maxdelay(settings.maxdelay);
-    return;
+    return settings.maxdelay;
   }
   constexpr double usual = 16.0;
   constexpr double usual_frequency = 18.0;
@@ -64,7 +67,7 @@ void settle_lags(double frequency) {
     fail("Error: maxdelay out of range 2 < {} < {}\n", max_lag, 255);
   }
   info("Setting maxdelay to {}. Default was {}.\n", max_lag, usual);
-  set_maxdelay(static_cast<std::size_t>(max_lag));
+  return static_cast<std::size_t>(max_lag);
 }
 
 bool is_usable(double frequency) {
@@ -72,34 +75,34 @@ bool is_usable(double frequency) {
 }
 
 /// Takes what the run knows of its first file from it.
-void begin_run(JoinedSeries& joined, const std::string& path, const KorLa::Korla_Base& record) {
-  joined.first_path = path;
-  joined.station = KorLa::station_names.at(record.header.station);
-  joined.start_time = record.times.empty() ? record.start_time() : record.times.front();
-  if (is_usable(record.header.sampling_frequency)) {
-    joined.sampling_frequency = record.header.sampling_frequency;
-    settle_lags(joined.sampling_frequency);
+void begin_run(LoadedSeries& loaded, const std::string& path, const KorLa::Korla_Base& file) {
+  loaded.first_path = path;
+  loaded.station = KorLa::station_names.at(file.header.station);
+  loaded.start_time = file.times.empty() ? file.start_time() : file.times.front();
+  if (is_usable(file.header.sampling_frequency)) {
+    loaded.sampling_frequency = file.header.sampling_frequency;
+    loaded.max_lag = choose_max_lag(loaded.sampling_frequency);
   }
 }
 
 /// Says what does not fit between the run so far and its next file.
-void check_continuation(const JoinedSeries& joined, const std::string& path,
-                        const KorLa::Korla_Base& record) {
+void check_continuation(const LoadedSeries& loaded, const std::string& path,
+                        const KorLa::Korla_Base& file) {
   constexpr double longest_gap = 5.0;
-  if (!joined.times.empty() && !record.times.empty()) {
-    const double gap = record.times.front() - (joined.times.back() + 1 / joined.sampling_frequency);
+  if (!loaded.times.empty() && !file.times.empty()) {
+    const double gap = file.times.front() - (loaded.times.back() + 1 / loaded.sampling_frequency);
     if (gap > longest_gap) {
       warn("\nWARNING: hole in data {} seconds\n\n", gap);
     }
   }
-  const double frequency = record.header.sampling_frequency;
-  if (joined.sampling_frequency > 0 && frequency != joined.sampling_frequency) {
+  const double frequency = file.header.sampling_frequency;
+  if (loaded.sampling_frequency > 0 && frequency != loaded.sampling_frequency) {
     warn("WARNING: {} has {} samples/s, the run has {}\n", path, frequency,
-         joined.sampling_frequency);
+         loaded.sampling_frequency);
   }
 }
 
-/// Moves values behind those that are there, and gives the source's memory back.
+/// Moves the first `count` values to the target's end, and gives the source's memory back.
 template <typename Value>
 void append(std::vector<Value>& target, std::vector<Value>& source, std::size_t count) {
   source.resize(count);
@@ -111,8 +114,8 @@ void append(std::vector<Value>& target, std::vector<Value>& source, std::size_t 
   source = {};
 }
 
-void append_record(JoinedSeries& joined, const std::string& path, KorLa::Korla_Base& record) {
-  const std::size_t n_channels = record.channels.size();
+void append_file(LoadedSeries& loaded, const std::string& path, KorLa::Korla_Base& file) {
+  const std::size_t n_channels = file.channels.size();
   if (n_channels < used_channels) {
     throw std::runtime_error(
         fmt::format("{} has too few channels ({}), 3 are needed\n", path, n_channels));
@@ -120,43 +123,43 @@ void append_record(JoinedSeries& joined, const std::string& path, KorLa::Korla_B
   if (n_channels > used_channels) {
     warn("WARNING: More than 3 channels ({}). Using channels 0, 1 & 2\n", n_channels);
   }
-  const std::size_t count = record.times.size();
+  const std::size_t count = file.times.size();
   for (std::size_t c = 0; c < used_channels; ++c) {
-    append(joined.samples[c], record.samples[c], count);
+    append(loaded.samples[c], file.samples[c], count);
   }
-  append(joined.times, record.times, count);
+  append(loaded.times, file.times, count);
 }
 
 }  // namespace
 
-JoinedSeries gather(const std::vector<std::string>& files) {
-  JoinedSeries joined;
+LoadedSeries gather(const std::vector<std::string>& files) {
+  LoadedSeries loaded;
   Progress progress("reading");
   for (const std::string& path : files) {
-    joined.ended_early = end_is_wanted();
-    if (joined.ended_early) {
-      return joined;
+    loaded.ended_early = end_is_wanted();
+    if (loaded.ended_early) {
+      return loaded;
     }
     progress.show(static_cast<std::size_t>(&path - files.data()), files.size());
     const ReadingFile reading(path);
     protect_input(path);
-    const Record record = KorLa::open_series(path, 0.0, true);
-    if (!record) {
+    const std::unique_ptr<KorLa::Korla_Base> file = KorLa::open_series(path, 0.0, true);
+    if (!file) {
       warn("WARNING: can't read {}, skipping it\n", path);
       continue;
     }
-    settle_coordinates(path);
-    if (joined.first_path.empty()) {
-      begin_run(joined, path, *record);
+    read_array(path);
+    if (loaded.first_path.empty()) {
+      begin_run(loaded, path, *file);
     } else {
-      check_continuation(joined, path, *record);
+      check_continuation(loaded, path, *file);
     }
-    append_record(joined, path, *record);
+    append_file(loaded, path, *file);
   }
-  if (!(joined.sampling_frequency > 0)) {
+  if (!(loaded.sampling_frequency > 0)) {
     fail("Can't determine sample frequency\n");
   }
-  return joined;
+  return loaded;
 }
 
 }  // namespace tavrik

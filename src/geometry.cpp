@@ -11,8 +11,8 @@
 #include "korla/bytes.h"
 
 #include "src/console.h"
+#include "src/file_being_read.h"
 #include "src/guards.h"
-#include "src/process.h"
 #include "src/settings.h"
 
 namespace tavrik {
@@ -42,7 +42,8 @@ std::string_view take_line(std::string_view& text) {
   return line;
 }
 
-/// Reads numbers separated by white space from the front of a line; false when one can't be read.
+/// Reads numbers separated by white space from the front of a line; false when one can't be read. A
+/// "+", which std::from_chars refuses, may stand in front of each.
 template <typename Number, std::size_t count>
 bool read_numbers(std::string_view line, std::array<Number, count>& numbers) {
   for (Number& number : numbers) {
@@ -60,12 +61,13 @@ bool read_numbers(std::string_view line, std::array<Number, count>& numbers) {
   return true;
 }
 
-/// One baseline: length, direction and components.
+/// One baseline: length, direction and components; see Baselines.
 struct Baseline {
   double d, az, dx, dy;
 };
 
 Baseline baseline(const Point& from, const Point& to) {
+  // Azimuths go clockwise from north, so that east is the ordinate of atan2 and north the abscissa.
   const double d = std::hypot(to.x - from.x, to.y - from.y);
   const double ux = (to.x - from.x) / d;
   const double uy = zero_guarded((to.y - from.y) / d);  // the east component has no guard: intended
@@ -101,6 +103,7 @@ Baselines compute_geometry(const Positions& positions) {
           b12.dx, b13.dx, b23.dx, b12.dy, b13.dy, b23.dy};
 }
 
+/// The cross product of the baselines 12 and 13.
 double signed_area(const Positions& positions) {
   const auto& [p1, p2, p3] = positions;
   return (p2.x - p1.x) * (p3.y - p1.y) - (p3.x - p1.x) * (p2.y - p1.y);
@@ -154,7 +157,7 @@ bool read_coordinates(const std::string& path) {
   const ReadingFile reading(path);
   const std::optional<std::string> text = read_start(path);
   if (text) {
-    warn("Coord-file: {}\n", path);
+    print("Coord-file: {}\n", path);
     const ParsedCoordinates parsed = parse_coordinates(*text, array_geometry);
     if (parsed.bad_line != 0) {
       warn("WARNING: {}: can't read line {}, what follows keeps its values\n", path,

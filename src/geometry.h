@@ -42,25 +42,26 @@ struct ArrayGeometry {
 inline ArrayGeometry array_geometry;
 
 /// Lengths, directions and components of the three baselines. A unit component to the north of
-/// exactly 0 counts as 1e-6, because the direction methods divide by it. Microphones on one spot
-/// give NaN or infinite values.
+/// exactly 0 counts as 1e-6 (intended), so that its baseline's dy is a millionth of its length.
+/// Microphones on one spot give NaN or infinite values.
 Baselines compute_geometry(const Positions& positions);
 
 /// Twice the signed area of the triangle, m^2: positive when the microphones are numbered
-/// counter-clockwise, as the direction methods take them.
+/// counter-clockwise, as the direction methods need them to be.
 double signed_area(const Positions& positions);
 
 /// What a coordinate file's text says, on top of the geometry that was in force.
 struct ParsedCoordinates {
   ArrayGeometry geometry;
-  int bad_line = 0;  ///< the line (from 1) that ended the reading too early; 0 for none
+  int bad_line = 0;  ///< the line (from 1) that ended the reading too early; 0 if all were read
 };
 
 /// Reads the text of a coordinate file: a header line that is ignored, a line of three channel
 /// numbers (from 1), and three lines "x y" in metres. The k-th of these belongs to the microphone
 /// whose number is the k-th channel number. Reading ends at the first line that is missing or not
 /// made of numbers; what is not given stays as it was.
-/// Throws std::out_of_range for a channel number that is no slot. Baselines are left alone.
+/// Throws std::out_of_range for a channel number other than 1, 2, 3 whose position is reached.
+/// Baselines are left alone.
 ParsedCoordinates parse_coordinates(std::string_view text, const ArrayGeometry& before);
 
 /// Says for each channel number (from 0) that is out of range, and for each pair of equal ones,

@@ -1,5 +1,6 @@
 // Sums of products over lags, vectorised across the lags: every lane adds up one lag, in the order
-// of the samples.
+// of the samples. Vectors along the samples would add in another order for each width, and rounding
+// would make the results depend on the processor.
 
 #include "src/lag_sums.h"
 
@@ -12,8 +13,11 @@ namespace {
 /// Lags that one pass adds up: enough for the usual 33 lags in a single pass.
 constexpr std::ptrdiff_t tile_lags = 40;
 
-/// Adds up `tile_lags` neighbouring lags. b: the second signal at the first of them.
-/// lanes: doubles in one vector; the compiler turns a vector that the machine lacks into parts.
+/// Adds up `tile_lags` neighbouring lags, sums[k] = sum over i of a[i] * b[i + k]. b: the second
+/// signal at the first of the lags. lanes: doubles in one vector; the compiler turns a vector that
+/// the machine lacks into parts.
+/// For one i the products for neighbouring lags are a[i] times neighbouring values of b: one load,
+/// one product and one addition for each vector. The sums stay in registers for the whole pass.
 template <std::size_t lanes>
 [[gnu::always_inline]] inline void sum_tile(const double* a, const double* b, std::size_t size,
                                             double* sums) {
@@ -48,6 +52,9 @@ void sum_tile_portable(const double* a, const double* b, std::size_t size, doubl
   sum_tile<2>(a, b, size, sums);
 }
 
+/// Covers the lags by tiles. Lags out of reach keep their 0: the signals do not overlap there, and
+/// the padding ends. The last tile may go on past the lags that are asked for; what it sums there
+/// is dropped.
 template <SumTile sum_tile_here>
 void lag_sums_by(const PaddedSignal& a, const PaddedSignal& b, std::ptrdiff_t first_lag,
                  std::span<double> sums) {

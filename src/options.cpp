@@ -134,7 +134,7 @@ void set_vortex(const char* value) {
   settings.vortex = true;
 }
 
-/// Any --maxdelay switches the derivation off. Checked, with the others, behind the last option.
+/// Any --maxdelay switches the derivation off. Checked, with the others, after the last option.
 void set_lags(const char* value) {
   settings.maxdelay = static_cast<std::uint64_t>(get_long(value));
   settings.maxdelay_auto = false;
@@ -345,7 +345,7 @@ void read_options(std::vector<char*>& arguments) {
   }
 }
 
-// -- behind the last option ----------------------------------------------------------------------
+// -- after the last option -----------------------------------------------------------------------
 
 std::array<int, 3> channels() {
   return {settings.ch1, settings.ch2, settings.ch3};

@@ -4,11 +4,12 @@
 
 #include <clocale>
 #include <cstdlib>
+#include <memory>
 
+#include "graphics/draw.h"
 #include "graphics/mode.h"
 
 #include "src/console.h"
-#include "src/display_state.h"
 #include "src/settings.h"
 
 namespace tavrik {
@@ -62,26 +63,26 @@ std::string memory_driver(int width, int height) {
   return fmt::format("memory gw {} gh {} nc 256", width, height);
 }
 
-[[noreturn]] void end_without_surface() {
+[[noreturn]] void end_without_canvas() {
   fail("Nothing to draw on: --memory --save-and-exit saves a picture, -g0 draws none\n");
 }
 
 void open_memory_canvas(int width) {
   if (!gr::set_driver(memory_driver(width, picture_height)) ||
       !gr::GrSetMode(gr::ModeKind::default_graphics)) {
-    end_without_surface();
+    end_without_canvas();
   }
 }
 
 void open_screen(int graphics_mode) {
-  warn("Using graphics library version {:x}\n", gr::library_version);
+  print("Using graphics library version {:x}\n", gr::library_version);
   ScreenSize size = screen_sizes.at(static_cast<std::size_t>(graphics_mode));
   if (size.width == 0) {
     size = {640, 480};
   }
   if (!gr::set_driver("") ||
       !gr::GrSetMode(gr::ModeKind::width_height_color_graphics, size.width, size.height, 256)) {
-    end_without_surface();
+    end_without_canvas();
   }
 }
 
@@ -154,13 +155,16 @@ void draw_label(int x, int y, const std::string& text, gr::HorizontalAlign horiz
                 gr::VerticalAlign vertical) {
   plot_surface.text.horizontal = horizontal;
   plot_surface.text.vertical = vertical;
-  gr::draw_text(x, y, text, plot_surface.text);
+  gr::TextStream stream(plot_surface.text);
+  stream.move_to(x, y);
+  stream << text;
+  stream.flush();
 }
 
-void begin_drawing() {
+void begin_drawing(const DisplayState& state) {
   gr::clear_screen(plot_surface.background);
-  const int x = display_state.horizontal_offset;
-  const int y = display_state.vertical_offset;
+  const int x = state.horizontal_offset;
+  const int y = state.vertical_offset;
   gr::set_user_window(-x, y, gr::max_x() - x, gr::max_y() + y);
 }
 

@@ -2,15 +2,16 @@
 // Starting and ending of graphics, and what all plots draw with: colours, font, text option.
 
 #include <array>
-#include <memory>
 #include <string>
 
 #include "graphics/canvas.h"
 #include "graphics/text.h"
 
+#include "src/display_state.h"
+
 namespace tavrik {
 
-/// Where the result plot's panels are, pixels, and its font where none was named.
+/// Where the result plot's panels are, in pixels, and the font if the user names none.
 struct PanelLayout {
   int top_margin;
   int azimuth_height;
@@ -43,21 +44,23 @@ inline constexpr std::size_t ega_white = 15;
 inline constexpr int picture_height = 600;
 
 /// Starts graphics on the memory canvas or the screen, as the settings say, and loads the font that
-/// the environment variable ZENVUE_FONT names. Mode 0 starts nothing. A surface that can't be
-/// opened ends the program with status 1.
+/// the environment variable ZENVUE_FONT names. Mode 0 starts nothing. A canvas that can't be opened
+/// ends the program with status 1.
 void graphics_init(int graphics_mode);
 
-/// Opens a memory canvas of another width in place of the one in use.
+/// Opens a memory canvas of another width in place of the one in use, whose drawing is lost. One
+/// that can't be opened ends the program with status 1.
 void resize_memory_canvas(int width);
 
 /// Ends graphics.
 void graphics_end(int graphics_mode);
 
-/// Draws a label with the shared text option at x, y with the given alignments, which stay.
+/// Draws a label with the shared text option at x, y. The alignments stay in the option. Graphics
+/// must have been started.
 void draw_label(int x, int y, const std::string& text, gr::HorizontalAlign horizontal,
                 gr::VerticalAlign vertical);
 
-/// Clears the surface and sets the user window by the pan offsets of the display state.
-void begin_drawing();
+/// Begins a plot: clears the canvas and sets the user window by the pan offsets of a display state.
+void begin_drawing(const DisplayState& state);
 
 }  // namespace tavrik

@@ -6,19 +6,18 @@
 #include <cstdlib>
 #include <exception>
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <string>
+#include <unistd.h>
 
 #include "src/console.h"
+#include "src/file_being_read.h"
 #include "src/results.h"
 
 namespace tavrik {
 
 namespace {
 
-/// The file being read; null between files.
-const std::string* file_being_read = nullptr;
-
-/// The message of the error that ends the process; empty if there is none.
+/// The message of the error that ends the process; empty for an end without an error.
 std::string current_error() {
   const std::exception_ptr error = std::current_exception();
   if (!error) {
@@ -38,26 +37,15 @@ std::string current_error() {
   close_result_files();
   const std::string error = current_error();
   std::string message = "Error: ";
-  if (file_being_read != nullptr && error.find(*file_being_read) == std::string::npos) {
-    message += *file_being_read + ": ";
+  const std::string* file = file_being_read();
+  if (file != nullptr && error.find(*file) == std::string::npos) {
+    message += *file + ": ";
   }
-  message += error;
-  if (message.back() != '\n') {
-    message += '\n';
-  }
-  write_message(message);
+  write_line(message + error);
   std::abort();
 }
 
 }  // namespace
-
-ReadingFile::ReadingFile(const std::string& path) : outer_(file_being_read) {
-  file_being_read = &path;
-}
-
-ReadingFile::~ReadingFile() {
-  file_being_read = outer_;
-}
 
 void guard_process() {
   int descriptor = 0;

@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <optional>
-#include <sys/stat.h>
 
 #include "korla/bytes.h"
 
@@ -18,7 +16,7 @@ namespace tavrik {
 namespace {
 
 /// The files that are being expanded, outermost first.
-using Chain = std::vector<struct stat>;
+using Chain = std::vector<KorLa::FileStatus>;
 
 using Lines = std::vector<std::string>;
 
@@ -47,8 +45,8 @@ Lines read_lines(std::FILE* file) {
   return lines;
 }
 
-bool is_active(const Chain& chain, const struct stat& status) {
-  return std::any_of(chain.begin(), chain.end(), [&status](const struct stat& active) {
+bool is_active(const Chain& chain, const KorLa::FileStatus& status) {
+  return std::any_of(chain.begin(), chain.end(), [&status](const KorLa::FileStatus& active) {
     return active.st_dev == status.st_dev && active.st_ino == status.st_ino;
   });
 }
@@ -57,9 +55,7 @@ void expand(const std::string& argument, Chain& chain, std::vector<std::string>&
   if (argument.starts_with('#')) {
     return;
   }
-
-  struct stat status {};
-
+  KorLa::FileStatus status{};
   KorLa::File file;
   if (argument.starts_with('@') || argument.starts_with('$')) {
     file.reset(std::fopen(argument.c_str() + 1, "re"));

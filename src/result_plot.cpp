@@ -5,16 +5,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
 
 #include "graphics/draw.h"
 #include "graphics/mode.h"
+#include "korla/calendar.h"
 
 #include "src/console.h"
-#include "src/display_state.h"
 #include "src/drawaxes.h"
 #include "src/plot_surface.h"
-#include "src/settings.h"
-#include "src/viewer_wait.h"
 
 namespace tavrik {
 
@@ -22,10 +21,10 @@ namespace {
 
 constexpr const char* trace_module = "src/result_plot";
 constexpr std::uint8_t dots[] = {1};
-constexpr double day = 86400;
+constexpr double day = KorLa::seconds_per_day;
 constexpr double usual_velocity_maximum = 1000;
 
-// Both keep every picture within the memory and the width that a saved one may have.
+// Limits that keep every picture within the memory at hand and the width that a saved one may have.
 constexpr double most_columns = 300000;
 constexpr double longest_bar = 100000;
 
@@ -33,26 +32,28 @@ using gr::HorizontalAlign;
 using gr::to_coordinate;
 using gr::VerticalAlign;
 
-/// Where things are in the plot at work.
+/// The plot that is being drawn: how, and where things are, in pixels without the pan.
 struct Panels {
+  const Settings& options;
+  DisplayState& state;
   PlotTimes times;
-  int left, right;
-  int top;  ///< of the azimuth panel
-  int azimuth_height;
-  int middle;  ///< bottom of the azimuth panel, top of the velocity panel
-  int velocity_height;
-  int bottom;  ///< of the velocity panel
-  double row_per_degree;
-  double velocity_maximum;
+  int left = 0, right = 0;
+  int top = 0;  ///< of the azimuth panel
+  int azimuth_height = 0;
+  int middle = 0;  ///< bottom of the azimuth panel, top of the velocity panel
+  int velocity_height = 0;
+  int bottom = 0;  ///< of the velocity panel
+  double row_per_degree = 0;
+  double velocity_maximum = 0;
 
   int azimuth_row(double azimuth) const { return to_coordinate(middle - azimuth * row_per_degree); }
 };
 
 /// Seconds between records: the first difference that the next one equals, else the first.
-double time_step(const ResultSeries& series) {
+double time_step(const ResultSeries& series, int cstep) {
   constexpr double equal = 0.0001;
   const std::vector<ResultRecord>& r = series.records;
-  double step = settings.cstep / series.sampling_frequency;
+  double step = cstep / series.sampling_frequency;
   for (std::size_t i = 0; i + 2 < r.size(); ++i) {
     const double t1 = r[i + 1].time - r[i].time;
     const double t2 = r[i + 2].time - r[i + 1].time;
@@ -74,14 +75,13 @@ double time_from(const PlotTimes& times, double time) {
 }
 
 /// Columns from the left edge.
-int column(const PlotTimes& times, double time) {
-  return to_coordinate(time_from(times, time) / times.step) / settings.compact;
+int column(const Panels& p, double time) {
+  return to_coordinate(time_from(p.times, time) / p.times.step) / p.options.compact;
 }
 
-Panels lay_out(const ResultSeries& series) {
-  const PanelLayout& layout = panel_layout(settings.graphics_mode);
-  Panels p{};
-  p.times = plot_times(series);
+Panels lay_out(const ResultSeries& series, const Settings& options, DisplayState& state) {
+  const PanelLayout& layout = panel_layout(options.graphics_mode);
+  Panels p{options, state, plot_times(series, options)};
   p.left = (gr::GrSizeX() - p.times.width) / 2;
   p.right = p.left + p.times.width;
   p.top = layout.top_margin;
@@ -90,26 +90,26 @@ Panels lay_out(const ResultSeries& series) {
   p.velocity_height = layout.velocity_height;
   p.bottom = p.middle + p.velocity_height;
   p.row_per_degree = p.azimuth_height / 360.0;
-  p.velocity_maximum = velocity_maximum(series.records);
+  p.velocity_maximum = velocity_maximum(series.records, options);
   return p;
 }
 
 /// Makes the plot's extent reach these columns.
-void extend(int least, int greatest) {
-  display_state.least_x = std::min(display_state.least_x, least);
-  display_state.greatest_x = std::max(display_state.greatest_x, greatest);
+void extend(DisplayState& state, int least, int greatest) {
+  state.least_x = std::min(state.least_x, least);
+  state.greatest_x = std::max(state.greatest_x, greatest);
 }
 
-void draw_title_line(const std::string& text, int y) {
+void draw_title_line(const Panels& p, const std::string& text, int y) {
   const int center = gr::GrSizeX() / 2;
   const int half_width = gr::string_width(text, plot_surface.text) / 2;
   draw_label(center, y, text, HorizontalAlign::center, VerticalAlign::top);
-  extend(center - half_width, center + half_width);
+  extend(p.state, center - half_width, center + half_width);
 }
 
-void draw_titles() {
-  draw_title_line(settings.title, 0);
-  draw_title_line("Az & Vp (m/s)", gr::string_height("0", plot_surface.text));
+void draw_titles(const Panels& p) {
+  draw_title_line(p, p.options.title, 0);
+  draw_title_line(p, "Az & Vp (m/s)", gr::string_height("0", plot_surface.text));
 }
 
 void draw_azimuth_scale(const Panels& p) {
@@ -127,20 +127,21 @@ void draw_azimuth_scale(const Panels& p) {
 
 /// Draws titles, scales, frames and the time axis, and begins the plot's extent.
 void draw_frame(const Panels& p) {
-  display_state.least_x = p.left;
-  display_state.greatest_x = p.right;
-  draw_titles();
+  p.state.least_x = p.left;
+  p.state.greatest_x = p.right;
+  draw_titles(p);
   draw_azimuth_scale(p);
   const int label_width = draw_value_axis(p.times.width, p.velocity_height, p.left, p.middle, false,
                                           0, p.velocity_maximum);
   const int azimuth_width = gr::string_width("360", plot_surface.text);
-  extend(p.left - std::max(label_width, azimuth_width), p.right + 12 + label_width);
+  extend(p.state, p.left - std::max(label_width, azimuth_width), p.right + 12 + label_width);
   gr::box(p.left, p.top, p.right + 2, p.middle, plot_surface.foreground);
   gr::box(p.left, p.middle, p.right + 2, p.bottom, plot_surface.foreground);
-  const double shift = display_state.center_time ? p.times.step / 2 : 0;
-  const Columns labels = draw_time_axis(p.times.width + 2, p.azimuth_height + p.velocity_height,
-                                        p.left, p.top, p.times.first + shift, p.times.last + shift);
-  extend(labels.least, labels.greatest);
+  const double shift = p.state.center_time ? p.times.step / 2 : 0;
+  const Columns labels =
+      draw_time_axis(p.times.width + 2, p.azimuth_height + p.velocity_height, p.left, p.top,
+                     p.times.first + shift, p.times.last + shift, p.options.print_ut);
+  extend(p.state, labels.least, labels.greatest);
 }
 
 /// A plus sign around column x + 1.
@@ -154,9 +155,9 @@ int marker_radius(double cmax) {
   return to_coordinate(cmax * 5);
 }
 
-void draw_azimuth_marker(int x, int row, double cmax) {
+void draw_azimuth_marker(int x, int row, double cmax, MarkerType type) {
   const gr::Color blue = plot_surface.ega[ega_blue];
-  if (settings.type != MarkerType::maxcrs) {
+  if (type != MarkerType::maxcrs) {
     draw_plus(x, row, blue);
     return;
   }
@@ -169,30 +170,30 @@ void draw_azimuth_marker(int x, int row, double cmax) {
 }
 
 /// How far the marks of a record reach to either side of its column.
-int reach(const ResultRecord& record) {
+int reach(const ResultRecord& record, MarkerType type) {
   constexpr int reach_of_plus = 2;
-  return settings.type == MarkerType::maxcrs ? std::max(marker_radius(record.cmax), reach_of_plus)
-                                             : reach_of_plus;
+  return type == MarkerType::maxcrs ? std::max(marker_radius(record.cmax), reach_of_plus)
+                                    : reach_of_plus;
 }
 
-bool is_in_sight(const ResultRecord& record, int column, BeyondEdge beyond) {
-  const int on_screen = column + display_state.horizontal_offset;
-  const int margin = beyond == BeyondEdge::reaching_marks ? reach(record) : 0;
+bool is_in_sight(const Panels& p, const ResultRecord& record, int column, BeyondEdge beyond) {
+  const int on_screen = column + p.state.horizontal_offset;
+  const int margin = beyond == BeyondEdge::reaching_marks ? reach(record, p.options.type) : 0;
   return on_screen >= -margin && on_screen <= gr::GrSizeX() + margin;
 }
 
 void draw_record(const Panels& p, const ResultRecord& record, double max_slope, BeyondEdge beyond) {
-  const int x = p.left + column(p.times, record.time);
-  if (std::isnan(record.az) || !is_in_sight(record, x + 1, beyond)) {
+  const int x = p.left + column(p, record.time);
+  if (std::isnan(record.az) || !is_in_sight(p, record, x + 1, beyond)) {
     return;
   }
-  if (settings.lsq_plot && max_slope > 0) {
+  if (p.options.lsq_plot && max_slope > 0) {
     const int highest = p.azimuth_height / 2;
     const double length = record.slope / max_slope * highest;
     gr::line(x + 1, p.middle - 1, x + 1, to_coordinate(p.middle - length),
              plot_surface.ega[ega_green]);
   }
-  draw_azimuth_marker(x, p.azimuth_row(record.az), record.cmax);
+  draw_azimuth_marker(x, p.azimuth_row(record.az), record.cmax, p.options.type);
   if (record.vel2 < p.velocity_maximum) {
     draw_plus(x, to_coordinate(p.bottom - record.vel2 * p.velocity_height / p.velocity_maximum),
               plot_surface.ega[ega_red]);
@@ -210,29 +211,29 @@ void draw_records(const Panels& p, std::span<const ResultRecord> records, Beyond
 }
 
 /// A bar of the histogram to the right of the azimuth panel.
-void draw_bar(int start, double length, int row) {
+void draw_bar(const Panels& p, int start, double length, int row) {
   const int end = start + static_cast<int>(std::min(length, longest_bar));
   gr::line(start, row, end, row, plot_surface.ega[ega_blue]);
-  extend(start, end);
+  extend(p.state, start, end);
 }
 
 /// Draws the mean quality of a bucket, if there is one to draw.
 void draw_mean_bar(const Panels& p, const AzimuthBucket& bucket, int row) {
   double mean = bucket.quality / static_cast<double>(bucket.count);
-  mean = settings.logcaz ? std::log(mean) : mean;
+  mean = p.options.logcaz ? std::log(mean) : mean;
   if (mean > 0 && std::isfinite(mean)) {
-    draw_bar(p.right + 33, mean, row);
+    draw_bar(p, p.right + 33, mean, row);
   }
 }
 
 void draw_histogram(const Panels& p, std::span<const ResultRecord> records) {
-  const auto buckets = count_azimuths(records, p.azimuth_height, settings.crsfilter);
+  const auto buckets = count_azimuths(records, p.azimuth_height, p.options.crsfilter);
   for (std::size_t i = 0; i < buckets.size(); ++i) {
     const int row = p.middle - static_cast<int>(i);
     if (buckets[i].filtered_count > 0) {
-      draw_bar(p.right + 3, static_cast<double>(buckets[i].filtered_count), row);
+      draw_bar(p, p.right + 3, static_cast<double>(buckets[i].filtered_count), row);
     }
-    if (settings.plotcaz && buckets[i].count > 0) {
+    if (p.options.plotcaz && buckets[i].count > 0) {
       draw_mean_bar(p, buckets[i], row + 1);
     }
   }
@@ -240,16 +241,16 @@ void draw_histogram(const Panels& p, std::span<const ResultRecord> records) {
 
 }  // namespace
 
-PlotTimes plot_times(const ResultSeries& series) {
+PlotTimes plot_times(const ResultSeries& series, const Settings& options) {
   PlotTimes times;
-  times.step = time_step(series);
+  times.step = time_step(series, options.cstep);
   if (!series.records.empty()) {
     times.first = series.records.front().time;
     times.last = series.records.back().time;
   }
-  if (settings.range_forced) {
-    times.first = settings.range_t0;
-    times.last = settings.range_t1;
+  if (options.range_forced) {
+    times.first = options.range_t0;
+    times.last = options.range_t1;
     times.step = std::min(times.step, 64 / series.sampling_frequency);
   }
   if (time_from(times, times.last) == 0) {  // an axis has two ends, also a day apart
@@ -257,15 +258,15 @@ PlotTimes plot_times(const ResultSeries& series) {
   }
   TAVRIK_TRACE(1, "tdiff = {}", times.step);
   const double records = time_from(times, times.last) / times.step;
-  if (!(records / settings.compact <= most_columns)) {
+  if (!(records / options.compact <= most_columns)) {
     fail("Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
   }
-  times.width = std::max(0, static_cast<int>(records / settings.compact));
+  times.width = std::max(0, static_cast<int>(records / options.compact));
   return times;
 }
 
-double velocity_maximum(std::span<const ResultRecord> records) {
-  if (!settings.coord_loaded) {
+double velocity_maximum(std::span<const ResultRecord> records, const Settings& options) {
+  if (!options.coord_loaded) {
     return usual_velocity_maximum;
   }
   constexpr double none = -1e100;
@@ -295,23 +296,16 @@ std::vector<AzimuthBucket> count_azimuths(std::span<const ResultRecord> records,
   return buckets;
 }
 
-void draw_result_plot(const ResultSeries& series, BeyondEdge beyond) {
-  const Panels panels = lay_out(series);
-  begin_drawing();
+void draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
+                      BeyondEdge beyond) {
+  const Panels panels = lay_out(series, options, state);
+  begin_drawing(state);
   draw_frame(panels);
   draw_records(panels, series.records, beyond);
   draw_histogram(panels, series.records);
-  extend(display_state.least_x - 2, display_state.greatest_x + 2);
-  TAVRIK_TRACE(1, "plot_maxx={} plot_minx={} diff={}", display_state.greatest_x,
-               display_state.least_x, display_state.greatest_x - display_state.least_x);
-}
-
-int result_plot(const std::string& name, const ResultSeries& series, int save) {
-  if (settings.title.empty()) {
-    settings.title = name;
-  }
-  draw_result_plot(series, BeyondEdge::nothing);
-  return save != 0 ? save : wait_for_key_or_drag();
+  extend(state, state.least_x - 2, state.greatest_x + 2);
+  TAVRIK_TRACE(1, "plot_maxx={} plot_minx={} diff={}", state.greatest_x, state.least_x,
+               state.greatest_x - state.least_x);
 }
 
 }  // namespace tavrik

@@ -1,12 +1,14 @@
 #pragma once
-// The normal plot of a series: azimuths above, speeds below, a time axis, a histogram of azimuths.
+// The normal plot of a series: azimuths above, velocities below, a time axis, a histogram of
+// azimuths.
 
 #include <cstddef>
 #include <span>
-#include <string>
 #include <vector>
 
+#include "src/display_state.h"
 #include "src/result_record.h"
+#include "src/settings.h"
 
 namespace tavrik {
 
@@ -20,33 +22,34 @@ struct PlotTimes {
 
 /// Works out the plot's time range and width from the records, or from a forced range. A picture
 /// wider than can be saved ends the program with status 1.
-PlotTimes plot_times(const ResultSeries& series);
+PlotTimes plot_times(const ResultSeries& series, const Settings& options);
 
-/// Top of the velocity scale, m/s: 1000; with a coordinate file given, the record before the record
-/// before the highest of the running maximum, which keeps the two highest outliers off the scale.
-/// 1000 again where that is not positive and finite.
-double velocity_maximum(std::span<const ResultRecord> records);
+/// Top of the velocity scale, m/s: 1000 without a coordinate file. With one, the running maximum of
+/// vel2 is followed through the records with an azimuth, and the scale ends at the value that it
+/// had two rises before the end, so that two outliers do not press all other velocities to the
+/// bottom. 1000 again if it rose fewer than three times, or if that value is not positive and
+/// finite.
+double velocity_maximum(std::span<const ResultRecord> records, const Settings& options);
 
 /// Azimuths counted in one row of the histogram.
 struct AzimuthBucket {
   std::size_t count = 0;           ///< valid records
   std::size_t filtered_count = 0;  ///< of these, the ones with enough correlation
-  double quality = 0;              ///< their sum, over all valid records
+  double quality = 0;              ///< sum of the qualities of all valid records
 };
 
 /// Counts azimuths in height + 1 buckets of 360 / height degrees; 360 itself is in the last.
 std::vector<AzimuthBucket> count_azimuths(std::span<const ResultRecord> records, int height,
                                           double filter);
 
-/// What is drawn of the records whose column is beyond the edges of the surface: nothing, or the
-/// part of their marks that reaches onto it.
+/// What is drawn of the records whose column is outside the canvas: nothing, or the part of their
+/// marks that reaches onto it.
 enum class BeyondEdge { nothing, reaching_marks };
 
-/// Draws the plot.
-void draw_result_plot(const ResultSeries& series, BeyondEdge beyond);
-
-/// Draws the plot and waits for a key, whose code is returned; with a `save` that is not 0 returns
-/// that at once. name: title where none is given, kept as the title from then on.
-int result_plot(const std::string& name, const ResultSeries& series, int save);
+/// Draws the plot on the open canvas, moved by the state's pan, and sets the state's least_x and
+/// greatest_x to the plot's extent without that pan. Graphics must have been started in the
+/// options' mode. Without records it draws frame, axes and title. The title is that of the options.
+void draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
+                      BeyondEdge beyond);
 
 }  // namespace tavrik

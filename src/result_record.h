@@ -7,8 +7,8 @@ namespace tavrik {
 
 /// Pairs are always in the order 12, 13, 23.
 struct ResultRecord {
-  double az = 0;       ///< direction the sound comes from, degrees, 0..360
-  double vel = 0;      ///< speed by the angle method, m/s (`old`: see direction.h)
+  double az = 0;       ///< where the sound comes from, degrees clockwise from north, 0..360
+  double vel = 0;      ///< apparent velocity by the angle method, m/s (`old`: see direction.h)
   double quality = 0;  ///< cprod * amp
   double vel2 = 0;     ///< d12 * fs / sqrt(lag12^2 + lag13^2), m/s
   double cmax12 = 0;   ///< highest weighted correlation of each pair
@@ -22,7 +22,7 @@ struct ResultRecord {
   double ent0 = 0, ent1 = 0, ent2 = 0;        ///< entropy of each channel; 0 unless computed
   double b12_13 = 0, b12_23 = 0, b13_23 = 0;  ///< numerators of the direction estimate
   double a12_13 = 0, a12_23 = 0, a13_23 = 0;  ///< its denominators, never exactly 0
-  double v12 = 0, v13 = 0, v23 = 0;           ///< speed by each pair, m/s
+  double v12 = 0, v13 = 0, v23 = 0;           ///< velocity by each pair, m/s
   double p12 = 0, p13 = 0, p23 = 0;           ///< baselines projected on the direction, m
 };
 

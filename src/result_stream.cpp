@@ -7,8 +7,9 @@
 #include <cerrno>
 #include <cmath>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+#include "korla/bytes.h"
 
 #include "src/console.h"
 #include "src/settings.h"
@@ -23,12 +24,25 @@ constexpr std::size_t longest_number = 400;
 
 void report_lost_lines(ResultStream& stream) {
   stream.failed = true;
-  result_state.write_failed = true;
+  result_state.output_lost = true;
   warn("Can't write {}\n", stream.path);
 }
 
-/// Room for one more number or for a short text at the end of the stream's buffer.
-char* reserve(ResultStream& stream, std::size_t size = longest_number) {
+/// Writes bytes to the file, unless a write has failed before.
+void write_bytes(ResultStream& stream, const char* next, std::size_t left) {
+  while (left > 0 && !stream.failed) {
+    const ssize_t written = write(stream.descriptor, next, left);
+    if (written > 0) {
+      next += written;
+      left -= static_cast<std::size_t>(written);
+    } else if (written == 0 || errno != EINTR) {
+      report_lost_lines(stream);
+    }
+  }
+}
+
+/// Room for `size` bytes, at most those of the whole buffer, after what waits there.
+char* reserve(ResultStream& stream, std::size_t size) {
   if (stream.used + size > stream.buffer.size()) {
     flush_result(stream);
   }
@@ -40,16 +54,16 @@ void put_number(ResultStream& stream, double value, std::chars_format format, in
     put(stream, "nan");  // whatever the NaN's sign
     return;
   }
-  char* place = reserve(stream);
+  char* place = reserve(stream, longest_number);
   const auto result = std::to_chars(place, place + longest_number, value, format, precision);
   stream.used += static_cast<std::size_t>(result.ptr - place);
 }
 
-FileIdentity identity(const struct stat& status) {
+FileIdentity identity(const KorLa::FileStatus& status) {
   return {status.st_dev, status.st_ino};
 }
 
-bool is_input(const struct stat& status) {
+bool is_input(const KorLa::FileStatus& status) {
   const auto& inputs = result_state.inputs;
   return std::find(inputs.begin(), inputs.end(), identity(status)) != inputs.end();
 }
@@ -58,12 +72,10 @@ bool is_input(const struct stat& status) {
 /// looked at before it is emptied.
 int open_emptied(const std::string& path) {
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-
-  struct stat status {};
-
   if (descriptor < 0) {
     return -1;
   }
+  KorLa::FileStatus status{};
   if (fstat(descriptor, &status) != 0 || is_input(status) ||
       (S_ISREG(status.st_mode) && ftruncate(descriptor, 0) != 0)) {
     close(descriptor);
@@ -79,16 +91,14 @@ std::string result_path(const std::string& data_path, const char* extension) {
 }
 
 void protect_input(const std::string& path) {
-  struct stat status {};
-
+  KorLa::FileStatus status{};
   if (stat(path.c_str(), &status) == 0) {
     result_state.inputs.push_back(identity(status));
   }
 }
 
 bool is_protected(const std::string& path) {
-  struct stat status {};
-
+  KorLa::FileStatus status{};
   return stat(path.c_str(), &status) == 0 && is_input(status);
 }
 
@@ -105,6 +115,11 @@ bool open_result(ResultStream& stream, const std::string& data_path, const char*
 }
 
 void put(ResultStream& stream, std::string_view text) {
+  if (text.size() > stream.buffer.size()) {
+    flush_result(stream);
+    write_bytes(stream, text.data(), text.size());
+    return;
+  }
   char* place = reserve(stream, text.size());
   stream.used += static_cast<std::size_t>(std::copy(text.begin(), text.end(), place) - place);
 }
@@ -136,18 +151,9 @@ void write_series(ResultStream& stream, std::span<const double> values) {
 }
 
 void flush_result(ResultStream& stream) {
-  const char* next = stream.buffer.data();
-  std::size_t left = stream.used;
+  const std::size_t size = stream.used;
   stream.used = 0;
-  while (left > 0 && !stream.failed) {
-    const ssize_t written = write(stream.descriptor, next, left);
-    if (written > 0) {
-      next += written;
-      left -= static_cast<std::size_t>(written);
-    } else if (written == 0 || errno != EINTR) {
-      report_lost_lines(stream);
-    }
-  }
+  write_bytes(stream, stream.buffer.data(), size);
 }
 
 void close_result(ResultStream& stream) {

@@ -29,10 +29,10 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-/// What all result files of a process share.
+/// What all result files and pictures of a process share.
 struct ResultState {
   std::vector<FileIdentity> inputs;  ///< files that no result may overwrite
-  bool write_failed = false;         ///< some line was lost: the process ends with status 1
+  bool output_lost = false;          ///< a result line or a picture was: the status will be 1
 };
 
 inline ResultState result_state;
@@ -50,8 +50,8 @@ bool is_protected(const std::string& path);
 /// one of the inputs, says "Can't open PATH" and leaves the stream closed.
 bool open_result(ResultStream& stream, const std::string& data_path, const char* extension);
 
-/// Appends a text, or a number in fixed notation or in general notation with 6 digits. Nothing is
-/// allocated. The stream must be open.
+/// Appends a text of any length, or a number in fixed notation or in general notation with 6
+/// digits. Nothing is allocated. The stream must be open. precision: at most 80.
 void put(ResultStream& stream, std::string_view text);
 void put_fixed(ResultStream& stream, double value, int precision = 6);
 void put_general(ResultStream& stream, double value);
@@ -62,7 +62,8 @@ void put_filtered(ResultStream& stream, std::chars_format format, std::span<cons
 /// One line: a blank before each value, then the line end.
 void write_series(ResultStream& stream, std::span<const double> values);
 
-/// Hands the lines written so far to the system.
+/// Hands the lines written so far to the system. A failed write is reported once, as "Can't write
+/// PATH", and remembered in result_state.
 void flush_result(ResultStream& stream);
 
 /// Flushes and closes a stream; one that is not open stays so.

@@ -2,9 +2,10 @@
 
 #include "src/results.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
+
+#include "korla/calendar.h"
 
 #include "src/console.h"
 #include "src/settings.h"
@@ -31,7 +32,7 @@ void open_with_header(ResultStream& stream, const DataHeader& header, const char
   put(stream, settings.center_time ? " \"Center time adjusted\"\n" : "\n");
 }
 
-/// The values that the az and lltmp lines share.
+/// The values that the az and lltmp lines share, in the order of their columns.
 std::array<double, 13> main_values(double time, const ResultRecord& r, const WindowValues& w) {
   return {time,
           r.az,
@@ -71,7 +72,7 @@ void write_acr(ResultStream& stream, double time, const WindowValues& w) {
 
 /// Time of day in minutes, then the values that plots against the time of day need.
 void write_caz(ResultStream& stream, double time, const ResultRecord& r) {
-  put_fixed(stream, settings.nan_handler(std::fmod(time, 86400.0) / 60), 4);
+  put_fixed(stream, settings.nan_handler(std::fmod(time, KorLa::seconds_per_day) / 60), 4);
   put_filtered(stream, std::chars_format::general,
                std::array{r.az, r.vel, r.amp, r.cprod, r.quality});
   put(stream, "\n");

@@ -37,7 +37,7 @@ struct DataHeader {
   double first_time = 0;          ///< of its first sample, seconds since 1970 UTC
 };
 
-/// Opens the files that the settings ask for, except those that are written behind the last window.
+/// Opens the files that the settings ask for, except those that are written after the last window.
 /// With --comment, writes the header, station name and first sample time, to az, caz, acr, crs and
 /// cre.
 void open_result_files(const DataHeader& header);
@@ -59,7 +59,7 @@ struct HistogramBin {
 };
 
 /// Sorts records into `size` bins of equal width. Records with a NaN azimuth are in none. An
-/// azimuth behind the last bin, 360 included, ends the program with status 1 (intended).
+/// azimuth past the last bin, 360 included, ends the program with status 1 (intended).
 std::vector<HistogramBin> make_histogram(std::span<const ResultRecord> records, int size,
                                          double filter);
 

@@ -6,11 +6,13 @@
 #include <boost/filesystem/path.hpp>
 #include <cstdio>
 
+#include "graphics/draw.h"
 #include "graphics/mode.h"
 #include "graphics/png.h"
 
 #include "src/console.h"
 #include "src/display_state.h"
+#include "src/plot_routines.h"
 #include "src/plot_surface.h"
 #include "src/result_plot.h"
 #include "src/result_stream.h"
@@ -22,7 +24,7 @@ namespace {
 
 constexpr const char* trace_module = "src/save_plot";
 
-/// Columns around the plot's extent.
+/// Empty columns on either side of the plot's extent.
 constexpr int margin = 10;
 
 void trace_path(const boost::filesystem::path& path) {
@@ -43,44 +45,46 @@ bool begins_with(const boost::filesystem::path& path, const char* element) {
   return !path.empty() && *path.begin() == element;
 }
 
-void save(const gr::Context& picture, const std::string& data_path) {
+void save(const gr::Canvas& picture, const std::string& data_path) {
   std::string path = "standard output";
   gr::SaveResult result;
   if (settings.to_stdout) {
-    result = gr::save_context_to_png(picture, stdout);
+    result = gr::save_png(picture, gr::graphics.palette, stdout);
   } else {
     path = result_path(strippath(data_path), "png");
-    result =
-        is_protected(path) ? gr::SaveResult::cannot_open : gr::save_context_to_png(picture, path);
+    result = is_protected(path) ? gr::SaveResult::cannot_open
+                                : gr::save_png(picture, gr::graphics.palette, path);
   }
   if (result == gr::SaveResult::cannot_open) {
     warn("Can't open {}\n", path);
   } else if (result == gr::SaveResult::cannot_write) {
     warn("Can't write {}\n", path);
   }
-  picture_failed = picture_failed || result != gr::SaveResult::saved;
+  result_state.output_lost = result_state.output_lost || result != gr::SaveResult::saved;
 }
 
-/// Draws the plot on a memory canvas of the picture's width. The plot's own columns depend on the
-/// canvas, so the pan that centres it is worked out for the new one.
+/// Draws the plot on a memory canvas of the picture's width. The panels are always centred on the
+/// canvas, so on this one all columns are new_left - old_left further right than on the one where
+/// the plot's extent was measured. The pan takes that back, and puts the least column `margin`
+/// pixels from the left edge.
 void draw_in_memory(const ResultSeries& results, int width) {
-  const int old_left = (gr::GrSizeX() - plot_times(results).width) / 2;
+  const int old_left = (gr::GrSizeX() - plot_times(results, settings).width) / 2;
   resize_memory_canvas(width);
-  const int new_left = (gr::GrSizeX() - plot_times(results).width) / 2;
+  const int new_left = (gr::GrSizeX() - plot_times(results, settings).width) / 2;
   display_state.horizontal_offset = margin - (display_state.least_x - old_left + new_left);
-  draw_result_plot(results, BeyondEdge::nothing);
+  draw_result_plot(results, settings, display_state, BeyondEdge::nothing);
 }
 
-/// Draws the plot screen by screen and gathers what is seen in a context of the picture's width.
+/// Draws the plot screen by screen and gathers what is seen in a canvas of the picture's width.
 /// Marks at the edge of a screen are in both screens, so that they are whole in the picture.
-gr::Context draw_in_slices(const ResultSeries& results, int width) {
-  gr::Context picture(width, picture_height);
+gr::Canvas draw_in_slices(const ResultSeries& results, int width) {
+  gr::Canvas picture(width, picture_height);
   std::fill(picture.pixels.begin(), picture.pixels.end(),
             static_cast<std::uint8_t>(plot_surface.background));
   const int least = display_state.least_x;
   for (int column = 0; column < width; column += gr::GrSizeX()) {
     display_state.horizontal_offset = margin - least - column;
-    draw_result_plot(results, BeyondEdge::reaching_marks);
+    draw_result_plot(results, settings, display_state, BeyondEdge::reaching_marks);
     gr::bit_blit(picture, column, 0, 0, 0, gr::max_x(), gr::max_y());
   }
   return picture;
@@ -113,7 +117,7 @@ void save_complete_plot(const std::string& data_path, const ResultSeries& result
   const int width = display_state.greatest_x - display_state.least_x + 2 * margin;
   if (settings.memory) {
     draw_in_memory(results, width);
-    save(gr::surface.screen, data_path);
+    save(gr::graphics.canvas, data_path);
   } else {
     save(draw_in_slices(results, width), data_path);
   }

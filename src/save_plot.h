@@ -12,11 +12,9 @@ namespace tavrik {
 std::string strippath(const std::string& path);
 
 /// Draws the result plot as wide as it is and saves it, as a PNG file named after the stripped path
-/// of the data file, or to standard output. The view is afterwards as before, but for the size of a
-/// memory canvas. A picture that can't be saved is said and remembered in `picture_failed`.
+/// of the data file, or to standard output. Afterwards the view is as before, but a memory canvas
+/// keeps the size of the picture. A picture that can't be saved is reported and sets
+/// `result_state.output_lost`.
 void save_complete_plot(const std::string& data_path, const ResultSeries& results);
-
-/// Whether a picture of this run could not be saved: the process ends with status 1.
-inline bool picture_failed = false;
 
 }  // namespace tavrik

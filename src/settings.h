@@ -72,7 +72,7 @@ struct Settings {
   bool range_set = false;        ///< only windows that start in the time range count
   bool range_forced = false;     ///< the plot spans the range even with less data
   double range_t0 = 0.0;         ///< seconds since 1970 UTC, inside the range
-  double range_t1 = 0.0;         ///< seconds since 1970 UTC, the first moment behind the range
+  double range_t1 = 0.0;         ///< seconds since 1970 UTC, the first moment after the range
   int ch1 = 0;                   ///< channel numbers of the microphones, from 0; shown from 1
   int ch2 = 1;
   int ch3 = 2;

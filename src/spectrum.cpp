@@ -28,10 +28,14 @@ double squared_magnitude(const fftw_complex& bin) {
 }  // namespace
 
 Spectrum::Spectrum(std::size_t size) : size_(size), in_(allocate(size)), out_(allocate(size)) {
+  // One plan for the whole run and all three channels, which stand one after the other (stride 1,
+  // distance n). FFTW_ESTIMATE chooses without measuring: measured plans, and with them the last
+  // digits of results, could differ from run to run.
   const int n = gsl::narrow<int>(size);
   plan_ = fftw_plan_many_dft(1, &n, n_channels, in_.get(), nullptr, 1, n, out_.get(), nullptr, 1, n,
                              FFTW_FORWARD, FFTW_ESTIMATE);
-  // The imaginary parts stay zero for good: the transform leaves its input alone.
+  // The imaginary parts stay zero for good: a transform that is not in place leaves its input
+  // alone.
   std::memset(in_.get(), 0, n_channels * size * sizeof(fftw_complex));
 }
 

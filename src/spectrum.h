@@ -1,7 +1,6 @@
 #pragma once
 // The transform of a window: one plan and its buffers, made once for a run. Used by the analysis.
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <fftw3.h>
@@ -10,23 +9,25 @@
 
 namespace tavrik {
 
-/// Forward transform of a window's three channels at once.
+/// Forward transform of a window's three channels at once: X[k] = sum over i of x[i] exp(-2 pi j i
+/// k / size). Bin k is the frequency k / size times the sampling frequency.
 class Spectrum {
  public:
-  /// size: samples in a window.
+  /// size: samples in a window, at least 1.
   explicit Spectrum(std::size_t size);
   Spectrum(const Spectrum&) = delete;
   Spectrum& operator=(const Spectrum&) = delete;
   ~Spectrum();
 
-  /// Sets one channel (0..2) of the input from `size` raw samples.
+  /// Sets one channel (0..2) of the input from `size` raw samples, counts.
   void set_channel(std::size_t channel, const std::int32_t* raw);
 
-  /// Transforms the input.
+  /// Transforms the input, all channels of which must have been set. What the two functions below
+  /// give is undefined before.
   void transform();
 
-  /// Averages the channels' magnitudes of the first average.size() bins (at most `size`). Bin 0 is
-  /// set to 0: the mean is no part of the spectrum's shape.
+  /// Averages the channels' magnitudes of the first average.size() bins (1 to `size`). Bin 0 is set
+  /// to 0: the mean is no part of the spectrum's shape.
   void average_magnitudes(std::span<double> average) const;
 
   /// Squared magnitudes of one channel's bins 1 to powers.size(), below `size`.

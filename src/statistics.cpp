@@ -10,9 +10,11 @@ namespace tavrik {
 
 namespace {
 
+/// Windows in the shortest passage: three steps one way are rarely an accident.
 constexpr std::size_t n_windows_least = 4;
 
-/// Smoothed samples without their mean.
+/// Smoothed samples without their mean. At either end the weights of the two samples that are there
+/// are scaled to add up to 1.
 void smooth(std::span<const double> x, std::span<double> out) {
   const std::size_t last = x.size() - 1;
   out[0] = (2 * x[0] + x[1]) / 3;
@@ -27,18 +29,22 @@ void smooth(std::span<const double> x, std::span<double> out) {
 }
 
 /// Where the parabola through (0, y0), (1, y1), (2, y2) with y0 > 0 >= y1 first is 0.
+/// It is y0 + b x + a x^2, with zeros at 2 y0 / (-b -+ root). The larger divisor gives the smaller
+/// zero; in this form it also serves a straight line, a = 0, where the usual one divides by 0.
 double parabola_zero(double y0, double y1, double y2) {
   const double a = (y2 - 2 * y1 + y0) / 2;
   const double b = y1 - y0 - a;
   return 2 * y0 / (-b + std::sqrt(std::max(0.0, b * b - 4 * a * y0)));
 }
 
-/// Top of the parabola through (-1, y0), (0, y1), (1, y2), where y1 is above one of its neighbours
-/// and below neither.
+/// Top of a parabola.
 struct Top {
   double offset, value;
 };
 
+/// The top of the parabola through (-1, y0), (0, y1), (1, y2), where y1 is above one of its
+/// neighbours and below neither. It is y1 + slope x + curvature x^2 / 2, whose derivative is 0 at
+/// x = -slope / curvature; there it has the value y1 + slope x / 2.
 Top parabola_top(double y0, double y1, double y2) {
   const double slope = (y2 - y0) / 2;
   const double curvature = y0 - 2 * y1 + y2;
@@ -46,11 +52,11 @@ Top parabola_top(double y0, double y1, double y2) {
   return {offset, y1 + slope * offset / 2};
 }
 
-/// The highest maximum of r behind a lag, above 0 and not at the end of the range; 0 if there is
-/// none.
-std::size_t highest_maximum(std::span<const double> r, std::size_t behind) {
+/// The lag of the highest maximum of r after a lag, above 0 and not at the end of the range; 0 if r
+/// has no such maximum.
+std::size_t highest_maximum(std::span<const double> r, std::size_t after) {
   std::size_t best = 0;
-  for (std::size_t lag = behind + 1; lag + 1 < r.size(); ++lag) {
+  for (std::size_t lag = after + 1; lag + 1 < r.size(); ++lag) {
     const bool is_maximum = r[lag] >= r[lag - 1] && r[lag] > r[lag + 1];
     if (is_maximum && r[lag] > 0 && (best == 0 || r[lag] > r[best])) {
       best = lag;
@@ -59,15 +65,16 @@ std::size_t highest_maximum(std::span<const double> r, std::size_t behind) {
   return best;
 }
 
-/// From one azimuth to the next on the shorter way, clockwise above 0; NaN where there is no such
-/// way.
+/// A step of the azimuth the shorter way round: -180 to 180 degrees, clockwise above 0. NaN for a
+/// NaN.
 double fold(double step) {
   return std::remainder(step, 360.0);
 }
 
-/// 1 clockwise, -1 counter-clockwise, 0 for none of them.
+/// The sense of a folded step: 1 clockwise, -1 counter-clockwise. 0 for a step too small to tell,
+/// for one of 180 degrees, which goes either way, and for a NaN.
 int sense(double step) {
-  constexpr double least = 1e-6;  // steps below would be 0 in the az file
+  constexpr double least = 1e-6;  // what the az file writes; smaller steps can't be seen in it
   const double turn = std::fabs(step);
   if (!(turn >= least && turn < 180)) {
     return 0;
@@ -103,6 +110,7 @@ SpectralStatistics spectral_statistics(std::span<const double> power, double bin
   double sum = 0;
   double mean_bin = 0;
   for (std::size_t i = 0; i < power.size(); ++i) {
+    // A share of 0 adds nothing: p log p goes to 0 with p.
     const double share = power[i] / total;
     sum -= share > 0 ? share * std::log(share) : 0;
     mean_bin += share * static_cast<double>(i + 1);
@@ -128,10 +136,12 @@ AutocorrelationStatistics Autocorrelation::measure(std::span<const double> sampl
   if (!(energy > 0)) {
     return result;
   }
+  // The smoothed channel has no mean, so that r(0) is the sum of its squared deviations.
   result.variance = energy / static_cast<double>(samples.size() - 1);
   for (double& value : r) {
     value /= energy;
   }
+  // The last lag serves the parabola of the one before it; no crossing is looked for there.
   const auto crossing = std::find_if(r.begin(), r.end() - 1, [](double v) { return v <= 0; });
   if (crossing == r.end() - 1) {
     return result;
@@ -152,7 +162,7 @@ AutocorrelationStatistics Autocorrelation::measure(std::span<const double> sampl
 std::vector<Passage> find_passages(std::span<const ResultRecord> records, double longest_step,
                                    double level) {
   std::vector<Passage> passages;
-  std::size_t first = 0;  // of the run at work
+  std::size_t first = 0;  // of the present run
   int run_sense = 0;
   const auto end_run = [&](std::size_t last) {
     if (run_sense != 0 && last + 1 - first >= n_windows_least) {
@@ -167,6 +177,7 @@ std::vector<Passage> find_passages(std::span<const ResultRecord> records, double
         passed > 0 && passed <= longest_step && before.quality >= level && record.quality >= level;
     const int step = connected ? sense(fold(record.az - before.az)) : 0;
     if (step != run_sense) {
+      // The window before the new step ends the old run and begins the new one.
       end_run(i - 1);
       first = i - 1;
       run_sense = step;

@@ -32,7 +32,7 @@ SpectralStatistics spectral_statistics(std::span<const double> power, double bin
 struct AutocorrelationStatistics {
   double variance = 0;      ///< of the smoothed channel, counts squared
   double zero_lag = 0;      ///< where the autocorrelation first is 0, seconds; 0 if nowhere
-  double period = 0;        ///< lag of its highest maximum behind that, seconds; 0 if there is none
+  double period = 0;        ///< lag of its highest maximum after that, seconds; 0 without one
   double period_value = 0;  ///< the autocorrelation there, above 0 and at most about 1
 };
 
@@ -52,7 +52,7 @@ class Autocorrelation {
 
  private:
   PaddedSignal smoothed_;
-  std::vector<double> r_;  ///< of lags from 0 to one behind the last that counts
+  std::vector<double> r_;  ///< of lags from 0 to one more than the last that counts
 };
 
 /// A passage in which the direction turned steadily, as that of the noise of an eddy does that the
@@ -62,7 +62,7 @@ struct Passage {
   double duration = 0;  ///< from its first window to its last, seconds
   double first_az = 0;  ///< degrees
   double last_az = 0;
-  double turn = 0;     ///< all steps together, degrees, above 0 clockwise; may exceed 360
+  double turn = 0;     ///< sum of all steps, degrees, above 0 clockwise; may exceed 360
   double rate = 0;     ///< turn / duration, degrees per second
   double vel2 = 0;     ///< mean, m/s
   double quality = 0;  ///< mean
@@ -71,8 +71,8 @@ struct Passage {
 /// Finds the passages of a series: the longest runs of at least 4 windows, each of at least the
 /// level's quality, in which every step of the azimuth, folded into -180 to 180 degrees, goes the
 /// same way. A step of 180 degrees or of less than the 1e-6 that is written ends a run, and so does
-/// a hole in the data: a window that begins more than longest_step seconds behind the one before,
-/// or not behind it. Where the sense changes the window at the turning point belongs to both runs.
+/// a hole in the data: a window that begins more than longest_step seconds after the one before, or
+/// not after it. Where the sense changes, the window at the turning point belongs to both runs.
 /// This is this program's own definition.
 std::vector<Passage> find_passages(std::span<const ResultRecord> records, double longest_step,
                                    double level);

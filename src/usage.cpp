@@ -10,6 +10,7 @@
 
 #include "src/console.h"
 #include "src/settings.h"
+#include "src/viewer_keys.h"
 
 namespace tavrik {
 
@@ -77,21 +78,6 @@ std::string_view file_name(std::string_view path) {
 
 }  // namespace
 
-const std::array<const char*, 12> online_help = {
-    "  Online Help                                                 ",
-    "  ==========================================================  ",
-    "  Enter      Display next file                                ",
-    "  BackSpace  Display previous file                            ",
-    "  Esc        Exit program                                     ",
-    "  1          Select normal plot                               ",
-    "  2          Select circular plot                             ",
-    "  P          Toggle normal/circular plot                      ",
-    "  +/-        Increase/decrease div in circular plot           ",
-    "  U          Toggle time between minutes.secs and HHMM.SS ut  ",
-    "  B          Toggle time between beginning and center         ",
-    "  F/S        Save complete image as .png                      ",
-};
-
 std::string version_line() {
   return "tavrik Version " TAVRIK_DESCRIPTION " " __DATE__ " " __TIME__ " by the tavrik team";
 }
@@ -101,10 +87,10 @@ void usage(const char* program) {
   write_message(fmt::format(fmt::runtime(main_text), file_name(program), 128, 128, 0, 16,
                             settings.join ? "join" : "no-join"));
   for (const char* row : online_help) {
-    warn("{}\n", row);
+    print("{}\n", row);
   }
-  warn("{}\n{}\n{}\n", version_line(), notice, contact);
-  warn("Using {}\n", KorLa::version_line());
+  print("{}\n{}\n{}\n", version_line(), notice, contact);
+  print("Using {}\n", KorLa::version_line());
   end_process(0);
   std::abort();
 }

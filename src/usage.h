@@ -1,13 +1,9 @@
 #pragma once
 // The texts that the program shows about itself.
 
-#include <array>
 #include <string>
 
 namespace tavrik {
-
-/// The viewer's keys, 62 characters a row; part of the usage text and the viewer's help screen.
-extern const std::array<const char*, 12> online_help;
 
 /// Name, version, time of the build and maker, in one line without its end.
 std::string version_line();

@@ -7,14 +7,12 @@
 #include "graphics/draw.h"
 #include "graphics/mode.h"
 
-#include "src/circular_plot.h"
 #include "src/console.h"
 #include "src/display_state.h"
+#include "src/plot_routines.h"
 #include "src/plot_surface.h"
-#include "src/result_plot.h"
 #include "src/save_plot.h"
 #include "src/settings.h"
-#include "src/usage.h"
 #include "src/viewer_keys.h"
 #include "src/viewer_wait.h"
 
@@ -66,7 +64,7 @@ void show_help() {
   wait_for_key();
 }
 
-/// Does what a key asks for beside a new drawing. Returns whether the run is to end.
+/// Does what a key asks for, other than a new drawing. Returns whether the run is to end.
 bool act(Action action, const ResultSeries& results, const std::string& name, std::size_t& cursor) {
   switch (action) {
     case Action::end:

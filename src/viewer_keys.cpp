@@ -22,12 +22,13 @@ void select(View& view, PlotKind plot) {
   view.plot = plot;
 }
 
-/// Keys that change how the plot at work is drawn; false for any other.
+/// Keys that change how the current plot is drawn, or only have it drawn again; false for any
+/// other.
 bool change_view(int key, View& view, const Screen& screen) {
   DisplayState& display = view.display;
   const int shift = static_cast<int>(screen.n_records / 20);
   switch (key) {
-    case '+':  // smaller rings for a greater div: "increase" in the help is about div's effect
+    case '+':  // the help says that "+" increases div; it increases the picture: intended
       display.div = std::max(display.div - 1, 1);
       return true;
     case '-':
@@ -94,6 +95,21 @@ bool choose_plot(int key, View& view) {
 }
 
 }  // namespace
+
+const std::array<const char*, 12> online_help = {
+    "  Online Help                                                 ",
+    "  ==========================================================  ",
+    "  Enter      Display next file                                ",
+    "  BackSpace  Display previous file                            ",
+    "  Esc        Exit program                                     ",
+    "  1          Select normal plot                               ",
+    "  2          Select circular plot                             ",
+    "  P          Toggle normal/circular plot                      ",
+    "  +/-        Increase/decrease div in circular plot           ",
+    "  U          Toggle time between minutes.secs and HHMM.SS ut  ",
+    "  B          Toggle time between beginning and center         ",
+    "  F/S        Save complete image as .png                      ",
+};
 
 void move(int& offset, int change) {
   constexpr int farthest = 1000000000;

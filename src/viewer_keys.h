@@ -1,12 +1,17 @@
 #pragma once
-// What a key changes. Without drawing or waiting, so that tests can press every key.
+// What a key changes, and what the user is told about it. Without drawing or waiting, so that tests
+// can press every key.
 
+#include <array>
 #include <cstddef>
 
 #include "src/display_state.h"
 #include "src/settings.h"
 
 namespace tavrik {
+
+/// The viewer's keys, 62 characters a row: its help screen, and a part of the usage text.
+extern const std::array<const char*, 12> online_help;
 
 /// Greatest divisor of the circular plots.
 inline constexpr int most_div = 100;
@@ -30,8 +35,8 @@ struct Screen {
   int width;  ///< pixels
 };
 
-/// Moves a pan or the time shift by at most 1e9; it ends at 1e9 to either side, farther than any
-/// plot is wide.
+/// Adds a change to a pan or the time shift. change: at most 1e9 either way. The sum stays within
+/// 1e9 either way, which is farther than any plot is wide.
 void move(int& offset, int change);
 
 /// Changes the view as the key says and returns what is to be done.

@@ -18,15 +18,15 @@ struct Drag {
 /// twice the way from the start.
 std::optional<int> follow_drag(Drag& drag, const gr::Event& event);
 
-/// Shows what was drawn, waits for a key and returns its code. Closing the window is Esc, and stays
-/// so for every later wait. Mouse events are dropped.
+/// Shows what was drawn, waits for a key and returns its code. Closing the window counts as Esc,
+/// now and in every later wait. Mouse events are dropped.
 int wait_for_key();
 
 /// As wait_for_key; a drag of the mouse pans the display state and returns 'R'.
 int wait_for_key_or_drag();
 
-/// Whether Esc was pressed or the window closed since the last wait: a long analysis is to end. Of
-/// the other keys those that were pressed are kept, those that were only held down are forgotten.
+/// Whether Esc was pressed or the window was closed since the last wait, so that a long analysis is
+/// to end. Other keys stay for the next wait, but not the repeats of one that was held down.
 bool end_was_asked();
 
 /// Names a file in the caption of the window, except in a run that saves a picture and ends.

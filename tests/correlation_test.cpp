@@ -67,9 +67,10 @@ TEST(lag_sums, are_the_same_as_by_their_definition_in_the_order_of_its_terms) {
 class correlation : public FreshState {};
 
 TEST_F(correlation, series_are_divided_so_that_small_lags_win_or_by_the_mean_energy) {
-  tavrik::set_maxdelay(2);
+  tavrik::Correlation series;
+  tavrik::set_maxdelay(series, 2);
   const Series divisors = {16.8, 16.4, 16, 16.4, 16.8};
-  EXPECT_THAT(tavrik::correlation.divisors, testing::Pointwise(testing::DoubleEq(), divisors));
+  EXPECT_THAT(series.divisors, testing::Pointwise(testing::DoubleEq(), divisors));
   Series out(3);
   tavrik::correlate_weighted(std::vector{3.0, -4.0, 0.0}, std::vector{6.0, 8.0, 2.0}, out);
   EXPECT_THAT(out, ElementsAre(0.5, -0.5, 0.0));

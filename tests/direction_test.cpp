@@ -154,6 +154,11 @@ TEST(angle_weighted, weights_each_two_pairs_by_their_correlations) {
     lags[dead] = 16;
     EXPECT_LT(apart(estimate(weighted_method, lags, cmax, pos).az, 2 * 180 / pi), 1e-4);
   }
+  for (const Lags& any : {Lags{3, 4, 5}, {-1, -0.01, -1.9}, {0.3, -7, 2}}) {  // weights of 1: `new`
+    Lags lags1 = any;
+    Lags lags2 = any;
+    EXPECT_EQ(estimate(weighted_method, lags1).az, estimate(new_method, lags2).az);
+  }
   lags = {0, 1, 0};
   EXPECT_TRUE(std::isnan(estimate(weighted_method, lags, {0, 0, 0.9}).az));
 }

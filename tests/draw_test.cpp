@@ -31,7 +31,7 @@ class draw : public testing::Test {
     gr::GrSetMode(gr::ModeKind::width_height_color_graphics, width, height);
   }
 
-  ~draw() override { gr::surface = {}; }
+  ~draw() override { gr::graphics = {}; }
 
   /// What a shape draws in colour 1.
   static Pixels drawn(const Shape& shape, const Window& window = {0, 0, width - 1, height - 1}) {
@@ -40,7 +40,7 @@ class draw : public testing::Test {
     shape();
     Pixels pixels;
     for (int i = 0; i < gr::GrSizeX() * gr::GrSizeY(); ++i) {
-      if (gr::surface.screen.pixels[i] == 1) {
+      if (gr::graphics.canvas.pixels[i] == 1) {
         pixels.insert({i % gr::GrSizeX(), i / gr::GrSizeX()});
       }
     }
@@ -65,8 +65,8 @@ Pixels cut(const Pixels& pixels, int left, int top) {
 
 TEST_F(draw, clipped_and_panned_shapes_have_the_pixels_of_the_whole_ones) {
   const std::vector<std::uint8_t> patterns[] = {{1}, {3, 2}, {2, 1, 4}};
-  const gr::Context small = gr::surface.screen;
-  const gr::Context large(450, 450);
+  const gr::Canvas small = gr::graphics.canvas;
+  const gr::Canvas large(450, 450);
   std::mt19937 random(20160301);
   std::uniform_int_distribution<int> place(-70, 110);
   for (int round = 0; round < 500; ++round) {
@@ -78,9 +78,9 @@ TEST_F(draw, clipped_and_panned_shapes_have_the_pixels_of_the_whole_ones) {
     const Shape shapes[] = {[&] { gr::custom_line(x1, y1, x2, y2, dashed); },
                             [&] { gr::box(x1, y1, x2, y2, 1); }, [&] { gr::circle(x1, y1, r, 1); }};
     for (const Shape& shape : shapes) {
-      gr::surface.screen = large;
+      gr::graphics.canvas = large;
       const Pixels whole = drawn(shape, {-200, -200, 249, 249});
-      gr::surface.screen = small;
+      gr::graphics.canvas = small;
       ASSERT_EQ(drawn(shape, {left, top, left + width - 1, top + height - 1}),
                 cut(whole, left + 200, top + 200))
           << "round " << round << ", shape " << &shape - shapes;
@@ -142,7 +142,7 @@ TEST_F(draw, any_number_becomes_a_coordinate) {
 
 TEST_F(draw, a_blit_copies_what_is_there_and_fits) {
   std::mt19937 random(7);
-  std::vector<std::uint8_t>& screen = gr::surface.screen.pixels;
+  std::vector<std::uint8_t>& screen = gr::graphics.canvas.pixels;
   for (std::uint8_t& pixel : screen) {
     pixel = 1 + random() % 255;
   }
@@ -152,7 +152,7 @@ TEST_F(draw, a_blit_copies_what_is_there_and_fits) {
     const std::int64_t far = round % 5 == 0 ? 2000000000 : 0;
     const std::int64_t x = place(random), y = place(random), x1 = place(random) - far;
     const std::int64_t y1 = place(random), x2 = place(random) + far, y2 = place(random);
-    gr::Context target(35, 45);
+    gr::Canvas target(35, 45);
     gr::bit_blit(target, x, y, x1, y1, x2, y2);
     for (int i = 0; i < 35 * 45; ++i) {
       const std::int64_t column = x1 + i % 35 - x, row = y1 + i / 35 - y;
@@ -165,23 +165,23 @@ TEST_F(draw, a_blit_copies_what_is_there_and_fits) {
 
 TEST_F(draw, nothing_happens_on_surfaces_without_pixels) {
   for (const int columns : {-5, 0, 1 << 16}) {
-    gr::surface.screen = gr::Context(columns, 1 << 15);
-    EXPECT_EQ(gr::surface.screen.width, 0);
+    gr::graphics.canvas = gr::Canvas(columns, 1 << 15);
+    EXPECT_EQ(gr::graphics.canvas.width, 0);
     gr::line(0, 0, 10, 10, 1);
     gr::circle(5, 5, 5, 1);
-    gr::Context target(3, 3);
+    gr::Canvas target(3, 3);
     gr::bit_blit(target, 0, 0, 0, 0, 9, 9);
   }
 }
 
 TEST_F(draw, equal_colors_share_an_index_and_a_full_palette_gives_the_nearest) {
-  gr::surface.palette.limit = 2;
+  gr::graphics.palette.limit = 2;
   EXPECT_EQ(gr::allocate_color(0, -1, 0), 0U);
   EXPECT_EQ(gr::allocate_color(255, 300, 255), 1U);
   EXPECT_EQ(gr::allocate_color(0, 0, 0), 0U);
   EXPECT_EQ(gr::allocate_color(200, 100, 255), 1U);
-  EXPECT_EQ(gr::surface.palette.colors[1], (gr::Rgb{255, 255, 255}));
-  EXPECT_EQ(gr::surface.palette.used, 2U);
+  EXPECT_EQ(gr::graphics.palette.colors[1], (gr::Rgb{255, 255, 255}));
+  EXPECT_EQ(gr::graphics.palette.used, 2U);
 }
 
 TEST_F(mode, a_driver_text_names_each_number_once_in_any_order) {
@@ -191,7 +191,7 @@ TEST_F(mode, a_driver_text_names_each_number_once_in_any_order) {
     EXPECT_EQ(gr::GrSizeX(), 8);
     EXPECT_EQ(gr::max_y(), 5);
   }
-  gr::surface.driver = "as before";
+  gr::graphics.driver = "as before";
   for (const std::string text :
        {"", "gw 8 gh 6", "gw 8 gw 9 gh 6 nc 256", "gw 8 gh 6 nc 256 gw", "gw 8 gh 6 nc 256 zz 1",
         "gw8 gh 6 nc 256", "gw +8 gh 6 nc 256", "gw -8 gh -6 nc 256", "gw 0 gh 6 nc 256",
@@ -200,7 +200,7 @@ TEST_F(mode, a_driver_text_names_each_number_once_in_any_order) {
   }
   EXPECT_FALSE(gr::set_driver("Memory gw 8 gh 6 nc 256"));
   EXPECT_FALSE(gr::set_driver("gw 8 gh 6 nc 256"));
-  EXPECT_EQ(gr::surface.driver, "as before");
+  EXPECT_EQ(gr::graphics.driver, "as before");
 }
 
 TEST_F(mode, a_mode_that_cannot_be_set_says_why_and_changes_nothing) {
@@ -220,7 +220,7 @@ TEST_F(mode, a_mode_that_cannot_be_set_says_why_and_changes_nothing) {
     support::CapturedStderr error;
     EXPECT_FALSE(gr::GrSetMode(kind, columns, 1 << 20, colors));
     EXPECT_EQ(error.take(), "GrSetMode: " + reason + "\n");
-    EXPECT_FALSE(gr::surface.open);
+    EXPECT_FALSE(gr::graphics.open);
     EXPECT_EQ(gr::max_x(), -1);
   }
 }
@@ -229,9 +229,9 @@ TEST_F(mode, a_new_mode_begins_cleared_and_without_colors) {
   gr::set_driver("memory gw 1 gh 1 nc 256");
   for (const int columns : {4, 8}) {
     EXPECT_TRUE(gr::GrSetMode(gr::ModeKind::width_height_color_graphics, columns, 6));
-    EXPECT_EQ(gr::surface.screen.pixels, std::vector<std::uint8_t>(std::size_t(columns) * 6));
-    EXPECT_EQ(gr::surface.screen.window, (gr::UserWindow{0, 0, columns - 1, 5}));
-    EXPECT_EQ(gr::surface.palette.used, 0U);
+    EXPECT_EQ(gr::graphics.canvas.pixels, std::vector<std::uint8_t>(std::size_t(columns) * 6));
+    EXPECT_EQ(gr::graphics.canvas.window, (gr::UserWindow{0, 0, columns - 1, 5}));
+    EXPECT_EQ(gr::graphics.palette.used, 0U);
     EXPECT_EQ(gr::video_driver_name(), "memory");
     gr::allocate_color(1, 2, 3);
     gr::clear_screen(7);

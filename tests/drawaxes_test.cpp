@@ -41,13 +41,13 @@ class drawaxes : public FreshState {
     settings.memory = true;
     settings.quiet = true;
     graphics_init(settings.graphics_mode);
-    begin_drawing();
+    begin_drawing(display_state);
   }
 
   static Places drawn(int first_pixel, int stride, int count) {
     Places places = every(1, 0, count - 1);
     std::erase_if(places, [=](int i) {
-      return gr::surface.screen.pixels.at(first_pixel + i * stride) != plot_surface.foreground;
+      return gr::graphics.canvas.pixels.at(first_pixel + i * stride) != plot_surface.foreground;
     });
     return places;
   }
@@ -91,13 +91,15 @@ TEST_F(drawaxes, time_ticks_are_on_round_clock_times) {
 
   for (const auto& [width, t0, t1, row, ticks] : rows) {
     open_canvas("");
-    draw_time_axis(width, 100, 50, 20, t0, t1);
+    draw_time_axis(width, 100, 50, 20, t0, t1, settings.print_ut);
     EXPECT_EQ(columns_in_row(121 + row), ticks) << width << ' ' << t0 << ' ' << t1;
   }
   // Five characters of 8 pixels as a clock time, three as minutes of the day, around each end.
-  EXPECT_THAT(draw_time_axis(600, 100, 100, 20, six, six + 600), FieldsAre(80, 720));
+  EXPECT_THAT(draw_time_axis(600, 100, 100, 20, six, six + 600, settings.print_ut),
+              FieldsAre(80, 720));
   settings.print_ut = false;
-  EXPECT_THAT(draw_time_axis(600, 100, 100, 20, six, six + 600), FieldsAre(88, 712));
+  EXPECT_THAT(draw_time_axis(600, 100, 100, 20, six, six + 600, settings.print_ut),
+              FieldsAre(88, 712));
 }
 
 TEST_F(drawaxes, value_ticks_and_labels_in_the_font_that_is_named_or_else_the_usual_one) {

@@ -25,6 +25,7 @@
 #include "tools/write_recording.h"
 
 #include "src/analysis.h"
+#include "src/gather.h"
 
 namespace {
 
@@ -151,7 +152,7 @@ TEST_F(formats, join_in_the_order_given) {
     write_recording(files.back(), part, all_formats.at(format));
   }
   support::CapturedStderr captured;
-  const tavrik::JoinedSeries joined = tavrik::gather(files);
+  const tavrik::LoadedSeries joined = tavrik::gather(files);
   // Of the file of blocks of 512 the last half block is missing.
   EXPECT_THAT(captured.take(), testing::HasSubstr("WARNING: hole in data 14.2222"));
   ASSERT_EQ(joined.times.size(), 8 * 2304U - 256);
@@ -162,7 +163,7 @@ TEST_F(formats, join_in_the_order_given) {
       ASSERT_EQ(joined.samples.at(c)[i], whole.samples[c][place]) << "channel " << c;
     }
   }
-  const tavrik::JoinedSeries turned = tavrik::gather({files[2], files[0]});
+  const tavrik::LoadedSeries turned = tavrik::gather({files[2], files[0]});
   EXPECT_EQ(turned.times.at(2304), whole.start);
 }
 

@@ -60,11 +60,11 @@ TEST(open_series, hands_the_name_time_to_the_readers_that_want_one) {
   EXPECT_EQ(start("start/nothing.dat", -86400.5), 86400 * -2 + 21720);
 }
 
-TEST(settle_start, takes_a_name_time_that_is_less_than_2_s_off) {
+TEST(decide_start, takes_a_name_time_that_is_less_than_2_s_off) {
   // The start, its fields, and the one in the extension.
   const auto settled = [](double start, double name_time) {
     KorLa::SeriesHeader header;
-    const double time = KorLa::settle_start(header, start, false, name_time);
+    const double time = KorLa::decide_start(header, start, false, name_time);
     return fmt::format("{} = {} s {} ns, {}", time, std::uint32_t{header.start_sec},
                        std::uint32_t{header.start_nsec},
                        std::bit_cast<std::uint64_t>(header.extra_time));

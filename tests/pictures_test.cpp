@@ -20,7 +20,9 @@
 
 #include "src/circular_plot.h"
 #include "src/options.h"
+#include "src/plot_routines.h"
 #include "src/result_plot.h"
+#include "src/save_plot.h"
 #include "src/viewer.h"
 #include "src/viewer_keys.h"
 
@@ -81,7 +83,7 @@ ResultSeries midnight() {
 constexpr gr::WindowDriver lonely_window = {nullptr,
                                             nullptr,
                                             [](const char*) {},
-                                            [](const gr::Context&, const gr::Palette&) {},
+                                            [](const gr::Canvas&, const gr::Palette&) {},
                                             [](gr::EventQueue&, bool) { throw ProcessEnded{0}; },
                                             [] {}};
 
@@ -152,7 +154,7 @@ TEST_F(plots, are_the_accepted_ones_and_none_is_left_over) {
     for (const int key : row.keys) {
       gr::push_event({.key = key});
     }
-    gr::surface.window = &lonely_window;
+    gr::graphics.window = &lonely_window;
     std::size_t file = 0;
     exit_status([&] { display(row.series(), {"data/rasvik.ko24"}, file); });
     support::expect_accepted(row.name);
@@ -230,13 +232,13 @@ TEST_F(plots, plot_times) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     open_canvas(row.options);
-    EXPECT_THAT(plot_times(at_times(row.times)),
+    EXPECT_THAT(plot_times(at_times(row.times), settings),
                 FieldsAre(row.first, row.last, row.step, row.width));
   }
   open_canvas({});
   const support::CapturedStderr captured;
   for (const double last : {5e6, 1e300, inf, nan}) {
-    EXPECT_EQ(exit_status([&] { plot_times(at_times({0, 1, 2, last})); }), 1) << last;
+    EXPECT_EQ(exit_status([&] { plot_times(at_times({0, 1, 2, last}), settings); }), 1) << last;
   }
 }
 
@@ -252,9 +254,9 @@ TEST_F(plots, velocity_maximum_keeps_two_outliers_off) {
     auto records = series_of(&ResultRecord::vel2, velocities).records;
     records.insert(records.begin() + 1, {.az = nan, .vel2 = 350});
     settings.coord_loaded = false;
-    EXPECT_EQ(velocity_maximum(records), 1000);
+    EXPECT_EQ(velocity_maximum(records, settings), 1000);
     settings.coord_loaded = true;
-    EXPECT_EQ(velocity_maximum(records), maximum) << testing::PrintToString(velocities);
+    EXPECT_EQ(velocity_maximum(records, settings), maximum) << testing::PrintToString(velocities);
   }
 }
 

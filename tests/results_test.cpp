@@ -134,9 +134,11 @@ TEST_F(results, hold_the_largest_numbers_and_tell_once_of_a_full_disk) {
     }
     expected += "\n";
   }
+  const std::string long_text(200000, 'x');  // longer than the buffer
+  tavrik::put(tavrik::result_files.az, long_text);
   tavrik::close_result_files();
   EXPECT_EQ(captured.take(), "Can't write " + (folder / "rec.lltmp") + "\n");
-  EXPECT_TRUE(folder.read("rec.az") == expected);
+  EXPECT_TRUE(folder.read("rec.az") == expected + long_text);
 }
 
 TEST(result_path, replaces_the_extension_of_the_last_component) {

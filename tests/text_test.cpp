@@ -6,13 +6,14 @@
 #include <gtest/gtest.h>
 #include <set>
 
+#include "graphics/draw.h"
 #include "graphics/mode.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
-using gr::Direction;
 using gr::HorizontalAlign;
+using gr::TextDirection;
 
 /// Rows of pixels, ' ' or '#'.
 using Bitmap = std::vector<std::string>;
@@ -26,15 +27,15 @@ class text : public testing::Test {
     option_.color = 1;
   }
 
-  ~text() override { gr::surface = {}; }
+  ~text() override { gr::graphics = {}; }
 
   /// The whole surface with a text drawn at a place.
   Bitmap drawn(int x, int y, std::string_view string) const {
     gr::clear_screen(0);
     gr::draw_text(x, y, string, option_);
     Bitmap rows(110, std::string(120, ' '));
-    for (std::size_t i = 0; i < gr::surface.screen.pixels.size(); ++i) {
-      rows[i / 120][i % 120] = gr::surface.screen.pixels[i] != 0 ? '#' : ' ';
+    for (std::size_t i = 0; i < gr::graphics.canvas.pixels.size(); ++i) {
+      rows[i / 120][i % 120] = gr::graphics.canvas.pixels[i] != 0 ? '#' : ' ';
     }
     return rows;
   }
@@ -63,14 +64,15 @@ Bitmap turned(const Bitmap& bitmap) {
   return result;
 }
 
-/// A font of three characters, 2 to 11 pixels wide and 4 high, one row of it below the base line.
+/// A font of three characters, of which one hangs over its 2 pixels, 3 to 11 pixels wide and 4
+/// high, one row of it below the base line.
 constexpr std::string_view small_font =
     "STARTFONT 2.1\nFONT -t-t-medium-r-normal--4-40-75-75-p-50-ISO10646-1\nSIZE 4 75 75\n"
     "FONTBOUNDINGBOX 11 4 0 -1\nSTARTPROPERTIES 4\nFONT_ASCENT 3\nFONT_DESCENT 1\n"
     "CHARSET_REGISTRY \"ISO10646\"\nCHARSET_ENCODING \"1\"\nENDPROPERTIES\nCHARS 3\n"
     "STARTCHAR question\nENCODING 63\nSWIDTH 500 0\nDWIDTH 5 0\nBBX 3 3 1 0\nBITMAP\nE0\n20\n40\n"
     "ENDCHAR\n"
-    "STARTCHAR i\nENCODING 105\nSWIDTH 500 0\nDWIDTH 2 0\nBBX 1 4 0 -1\nBITMAP\n80\n00\n80\n80\n"
+    "STARTCHAR i\nENCODING 105\nSWIDTH 500 0\nDWIDTH 2 0\nBBX 1 4 2 -1\nBITMAP\n80\n00\n80\n80\n"
     "ENDCHAR\n"
     "STARTCHAR W\nENCODING 87\nSWIDTH 500 0\nDWIDTH 11 0\nBBX 10 1 0 2\nBITMAP\nFFC0\nENDCHAR\n"
     "ENDFONT\n";
@@ -114,7 +116,7 @@ TEST_F(text, every_alignment_and_direction_places_the_box) {
   for (int i = 0; i < 36; ++i) {
     SCOPED_TRACE(i);
     option_ = {.font = option_.font, .color = 1};
-    option_.direction = static_cast<Direction>(i / 9);  // right, down, left, up
+    option_.direction = static_cast<TextDirection>(i / 9);  // right, down, left, up
     if (i > 0 && i % 9 == 0) {
       expected = turned(expected);
     }
@@ -139,10 +141,10 @@ TEST_F(text, only_the_visible_part_of_a_text_is_drawn) {
   gr::set_user_window(0, 0, 238, 218);  // which scales places but no text
   EXPECT_EQ(drawn(120, 40, "Az"), plain);
   gr::set_user_window(0, 0, 119, 109);
-  option_.direction = Direction::left;
+  option_.direction = TextDirection::left;
   option_.horizontal = HorizontalAlign::right;
   EXPECT_EQ(drawn(119 + 3000 * 6, 3, digits), drawn(119, 3, digits.substr(3000, 20)));
-  option_.direction = Direction::up;
+  option_.direction = TextDirection::up;
   EXPECT_EQ(drawn(119, -2, "Az")[0], drawn(119, 5, "Az")[7]);
 }
 
@@ -153,26 +155,26 @@ TEST_F(text, a_font_file_gives_widths_and_shapes) {
   };
   option_.font = load(small_font);
   ASSERT_TRUE(option_.font);
-  EXPECT_EQ(gr::string_width("WiW?\u20acx", option_), 11 + 2 + 11 + 3 * 5);
-  const Bitmap expected = {" ### # ##########  ### ",  //
-                           "   #                 # ",  //
-                           "  #  #              #  ",  //
-                           "     #                 "};
+  EXPECT_EQ(gr::string_width("WiW?\u20acx", option_), 11 + 3 + 11 + 3 * 5);
+  const Bitmap expected = {" ###   ###########  ### ",  //
+                           "   #                  # ",  //
+                           "  #    #             #  ",  //
+                           "       #                "};
   EXPECT_EQ(bitmap("?iWZ"), expected);
   std::string other(small_font);
   EXPECT_EQ(load(other.replace(other.find("ENCODING 63"), 11, "ENCODING 64")), nullptr);
   EXPECT_EQ(load(small_font.substr(0, 300)), nullptr);
   EXPECT_EQ(gr::load_font(folder / "missing", 16), nullptr);
-  EXPECT_EQ(gr::load_font(folder / "a.bdf", 0), nullptr);
+  EXPECT_EQ(gr::load_font(folder.write("a.bdf", small_font), 0), nullptr);
 }
 
 TEST_F(text, a_stream_draws_on_flush_and_moves_on) {
   drawn(5, 6, "abc");
-  const std::vector<std::uint8_t> expected = gr::surface.screen.pixels;
+  const std::vector<std::uint8_t> expected = gr::graphics.canvas.pixels;
   gr::clear_screen(0);
   gr::TextStream stream(option_);
   stream.move_to(5, 6);
   (stream << "ab").flush();
   (stream << "c").flush();
-  EXPECT_EQ(gr::surface.screen.pixels, expected);
+  EXPECT_EQ(gr::graphics.canvas.pixels, expected);
 }

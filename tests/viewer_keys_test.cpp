@@ -88,11 +88,11 @@ TEST(apply_key, comes_to_an_end_when_a_key_is_held) {
 class end_was_asked : public FreshState {};
 
 TEST_F(end_was_asked, by_esc_or_close_and_keys_that_were_pressed_stay) {
-  gr::surface.events = {{.key = 13}, {.key = 13, .repeated = true}, {.key = ' '}};
+  gr::graphics.events = {{.key = 13}, {.key = 13, .repeated = true}, {.key = ' '}};
   EXPECT_FALSE(tavrik::end_was_asked());
-  EXPECT_EQ(gr::surface.events.size(), 2U);
+  EXPECT_EQ(gr::graphics.events.size(), 2U);
   for (const gr::Event& end : {gr::Event{.key = 27}, {.kind = gr::EventKind::close}}) {
-    gr::surface.events = {{.key = 13}, end};
+    gr::graphics.events = {{.key = 13}, end};
     EXPECT_TRUE(tavrik::end_was_asked());
   }
 }

@@ -17,8 +17,9 @@
 #include "tests/support/virtual_screen.h"
 #include "tools/recording.h"
 
-#include "src/circular_plot.h"
-#include "src/result_plot.h"
+#include "src/analysis.h"
+#include "src/plot_routines.h"
+#include "src/save_plot.h"
 #include "src/viewer_keys.h"
 
 namespace {

@@ -17,6 +17,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "korla/calendar.h"
 #include "tools/recording.h"
 #include "tools/write_recording.h"
 
@@ -169,7 +170,7 @@ constexpr std::array<option, 15> options = {{
 }};
 
 void apply(int letter, const Value& value, Request& request) {
-  constexpr double day = 86400.0;
+  constexpr double day = KorLa::seconds_per_day;
   constexpr double largest = 1e7;  // more than 24 bits hold
   recording::Scene& scene = request.scene;
   switch (letter) {

@@ -97,7 +97,8 @@ class Sound {
   std::vector<Tone> tones_;
 };
 
-/// Seconds by which a wave from `azimuth` is later at the microphone than at the origin.
+/// Seconds that a wave from `azimuth` is later at the microphone than at the origin: the
+/// microphone's distance from the origin along the wave's way, divided by the velocity.
 double delay_at(const Position& microphone, double azimuth, double velocity) {
   const double angle = azimuth * pi / 180.0;
   return -(microphone.x * std::sin(angle) + microphone.y * std::cos(angle)) / velocity;

@@ -24,12 +24,13 @@ struct Position {
 using Positions = std::array<Position, 3>;
 
 /// A sound that crosses the array with a straight front: a sum of sinusoids under an envelope that
-/// rises and falls smoothly over an eighth of its length each. It is a function of time, not a
-/// series, so that each microphone hears it late by exactly its own delay, samples or not.
+/// rises and falls smoothly over an eighth of its length each. It is a function of time and not a
+/// series, so that each microphone hears it late by exactly its own delay, also by parts of a
+/// sample.
 struct PlaneWave {
   double azimuth = 0.0;     ///< where it comes from at its start; degrees clockwise from north
   double turn = 0.0;        ///< change of azimuth, degrees per second
-  double velocity = 340.0;  ///< speed of the front's trace on the ground, m/s
+  double velocity = 340.0;  ///< apparent velocity: of the front's trace on the ground, m/s
   double start = 0.0;       ///< when it reaches the array's origin, seconds into the recording
   double length = 60.0;     ///< seconds
   double low = 0.5;         ///< lower end of its band, Hz
@@ -41,16 +42,17 @@ struct PlaneWave {
 struct Scene {
   double sampling_frequency = 18.0;  ///< Hz
   double length = 3600.0;            ///< seconds
-  double start =
-      1456812000.0;  ///< seconds since 1970 UTC by the recorder's clock; 06:00, 1 March 2016
+  /// Seconds since 1970 UTC by the recorder's clock: 06:00 on 1 March 2016.
+  double start = 1456812000.0;
   std::uint8_t station = KorLa::unnamed_station;
   Positions microphones = {{{0.0, 0.0}, {-75.0, 0.0}, {0.0, -75.0}}};
   std::vector<PlaneWave> waves = {};
   double noise = 200.0;  ///< RMS of the wind noise, counts; independent at each microphone
-  std::uint64_t seed =
-      1;  ///< of everything random; wave tones hang on it and the wave's place alone
-  /// With a value the recording gets a fourth channel, with time marks. Seconds by which the
-  /// recorder's clock is ahead, so by which the marks seem late.
+  /// Of everything random. The tones of a wave depend on it and on the wave's place in the list
+  /// alone.
+  std::uint64_t seed = 1;
+  /// With a value the recording gets a fourth channel, with time marks. Seconds that the recorder's
+  /// clock is ahead, and that the marks seem late therefore.
   std::optional<double> clock_error = std::nullopt;
 };
 

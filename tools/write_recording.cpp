@@ -6,7 +6,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <ctime>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <iterator>
@@ -55,7 +54,7 @@ bool has_times(Format format) {
   throw std::runtime_error(fmt::format("Can't write {}: {}", path, why));
 }
 
-/// The name that readers turn back into the station's number; null if there is none.
+/// The name that readers turn back into the station's number; null if no name does.
 const char* station_name(std::uint8_t station) {
   const auto name = KorLa::station_names.find(station);
   if (name == KorLa::station_names.end()) {

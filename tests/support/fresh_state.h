@@ -7,16 +7,14 @@
 
 #include "graphics/mode.h"
 #include "korla/korla16.h"
-#include "korla/trace.h"
+#include "korla/messages.h"
 
-#include "src/analysis.h"
+#include "src/progress.h"
 #include "src/console.h"
-#include "src/correlation.h"
 #include "src/display_state.h"
 #include "src/geometry.h"
 #include "src/plot_surface.h"
 #include "src/results.h"
-#include "src/save_plot.h"
 #include "src/settings.h"
 
 /// Thrown where the program would have ended.
@@ -51,14 +49,12 @@ class FreshState : public testing::Test {
     tavrik::close_result_files();
     tavrik::settings = {};
     tavrik::array_geometry = {};
-    tavrik::correlation = {};
     tavrik::result_files = {};
     tavrik::result_state = {};
     tavrik::display_state = {};
     tavrik::plot_surface = {};
-    tavrik::picture_failed = false;
     tavrik::end_is_wanted = [] { return false; };
-    gr::surface = {};
+    gr::graphics = {};
     KorLa::debug = false;
     KorLa::negtime = false;
     optind = 0;

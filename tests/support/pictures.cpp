@@ -13,9 +13,9 @@ namespace support {
 
 namespace {
 
-Image to_image(const gr::Context& context, const gr::Palette& palette) {
-  Image image = {context.width, context.height, {}};
-  for (const std::uint8_t index : context.pixels) {
+Image to_image(const gr::Canvas& canvas, const gr::Palette& palette) {
+  Image image = {canvas.width, canvas.height, {}};
+  for (const std::uint8_t index : canvas.pixels) {
     const gr::Rgb& color = palette.colors[index];
     image.pixels.push_back(static_cast<std::uint32_t>(color.red) << 16 |
                            static_cast<std::uint32_t>(color.green) << 8 | color.blue);
@@ -36,12 +36,12 @@ void write_ppm(const Image& image, const std::string& path) {
 }  // namespace
 
 Image current_image() {
-  return to_image(gr::surface.screen, gr::surface.palette);
+  return to_image(gr::graphics.canvas, gr::graphics.palette);
 }
 
 Image load_image(const std::string& path) {
   const gr::Picture picture = gr::load_png(path).value_or(gr::Picture());
-  return to_image(picture.context, picture.palette);
+  return to_image(picture.canvas, picture.palette);
 }
 
 void expect_same(const std::string& name, const Image& actual, const Image& expected) {
@@ -56,7 +56,7 @@ void expect_same(const std::string& name, const Image& actual, const Image& expe
 void expect_accepted(const std::string& name) {
   const std::string path = std::string(TAVRIK_PICTURES) + "/" + name + ".png";
   if (std::getenv("TAVRIK_UPDATE_PICTURES") != nullptr) {
-    gr::save_context_to_png(gr::surface.screen, path);
+    gr::save_png(gr::graphics.canvas, gr::graphics.palette, path);
   }
   expect_same(name, current_image(), load_image(path));
 }

@@ -1,9 +1,8 @@
-// Writing of messages and trace lines.
+// Writing of messages.
 
-#include "korla/trace.h"
+#include "korla/messages.h"
 
 #include <cstdio>
-#include <string>
 
 namespace KorLa {
 
@@ -11,8 +10,7 @@ void write_message(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-void write_trace(const char* module, int line, std::string_view message) {
-  std::string text = fmt::format("Debug:{}({}) {}", module, line, message);
+void write_line(std::string text) {
   if (text.back() != '\n') {
     text += '\n';
   }

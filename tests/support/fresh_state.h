@@ -9,11 +9,11 @@
 #include "korla/korla16.h"
 #include "korla/messages.h"
 
-#include "src/progress.h"
 #include "src/console.h"
 #include "src/display_state.h"
 #include "src/geometry.h"
 #include "src/plot_surface.h"
+#include "src/progress.h"
 #include "src/results.h"
 #include "src/settings.h"
 

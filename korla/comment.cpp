@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "korla/calendar.h"
+#include "korla/file_warnings.h"
 #include "korla/messages.h"
 
 namespace KorLa {
@@ -15,6 +16,8 @@ namespace KorLa {
 namespace {
 
 constexpr const char* trace_module = "../../../src/korla";
+
+constexpr char padding = 127;
 
 void trace_attempt(const char* name, const std::string& line) {
   KORLA_TRACE("{}: \"{}\"\n", name, line);
@@ -42,8 +45,7 @@ bool scan_old_form(const char* name, const char* format, const std::string& line
   return true;
 }
 
-/// Works out record_time and day_time from the texts. What does not read, or no calendar has, stays
-/// unset.
+/// Works out record_time and day_time from the texts. What does not read stays unset.
 void convert_date(Comment& comment) {
   const char* zone = std::getenv("TZ");
   KORLA_TRACE("TZ={}\n", zone != nullptr ? zone : "not set");
@@ -52,18 +54,20 @@ void convert_date(Comment& comment) {
                   &time.day) != 3) {
     return;
   }
-  comment.day_time = utc_seconds(time);
   // The recorder writes UTC. No time zone enters, whatever TZ says.
-  if (comment.day_time && std::sscanf(comment.time_text.c_str(), "%02d%*c%02d%*c%02d", &time.hour,
-                                      &time.minute, &time.second) == 3) {
+  comment.day_time = utc_seconds(time);
+  comment.normalised = !on_calendar(time);
+  if (std::sscanf(comment.time_text.c_str(), "%02d%*c%02d%*c%02d", &time.hour, &time.minute,
+                  &time.second) == 3) {
     comment.record_time = utc_seconds(time);
+    comment.normalised = !on_calendar(time);
   }
-  KORLA_TRACE("{} Start of day represents {}\n",
-              comment.record_time.value_or(comment.day_time.value_or(0)),
-              comment.day_time.value_or(0));
+  KORLA_TRACE("{} Start of day represents {}\n", comment.record_time.value_or(*comment.day_time),
+              *comment.day_time);
 }
 
-bool validate(const char* name, const std::string& line, Comment& comment) {
+bool validate(const char* name, std::string line, Comment& comment) {
+  std::erase(line, padding);
   if (valid_comment_type1(line, comment) || valid_comment_type2(line, comment)) {
     return true;
   }
@@ -72,11 +76,7 @@ bool validate(const char* name, const std::string& line, Comment& comment) {
     return true;
   }
   comment.frequency = 18.0;
-  write_message(
-      fmt::format("{}: Invalid comment line\n"
-                  "Couldn't determine sampling frequency\n"
-                  "defaulting to 18.0Hz\n",
-                  name));
+  write_message(fmt::format("{}: Invalid comment line\n", name));
   return false;
 }
 
@@ -128,11 +128,38 @@ bool valid_comment_type3(const std::string& line, Comment& comment) {
 }
 
 bool validate_comment(const std::string& line, Comment& comment) {
-  return validate("validate_comment", line, comment);
+  if (validate("validate_comment", line, comment)) {
+    return true;
+  }
+  write_message("Couldn't determine sampling frequency\ndefaulting to 18.0Hz\n");
+  return false;
 }
 
 bool parse_comment(const std::string& line, Comment& comment) {
   return validate("parse_comment", line, comment);
+}
+
+void warn_of_date(const std::string& path, const Comment& comment) {
+  const FileWarnings warnings(path);
+  if (!comment.day_time) {
+    if (!comment.date_text.empty()) {
+      warnings.say(fmt::format("the comment's date {} can't be read", comment.date_text));
+    }
+    return;
+  }
+  if (!comment.time_text.empty() && !comment.record_time) {
+    warnings.say(fmt::format("the comment's time {} can't be read", comment.time_text));
+  }
+  const std::int64_t start = comment.record_time.value_or(*comment.day_time);
+  if (comment.normalised) {
+    warnings.say(fmt::format("no calendar shows the comment's date {}{}{}, taken as {}",
+                             comment.date_text, comment.time_text.empty() ? "" : " ",
+                             comment.time_text, calendar_text(start)));
+  }
+  if (start < 0) {
+    warnings.say(fmt::format("the comment's date {} is before 1970, times count from 1970",
+                             comment.date_text));
+  }
 }
 
 }  // namespace KorLa

@@ -21,6 +21,7 @@ struct Comment {
   /// Date and time, and the date's midnight, seconds since 1970 UTC; nothing where unreadable.
   std::optional<std::int64_t> record_time;
   std::optional<std::int64_t> day_time;
+  bool normalised = false;  ///< no calendar shows what is written; the times are counted on
 };
 
 /// "!Tidserier FREQUENCY GAIN". Each of these tests fills what its form carries and returns whether
@@ -35,10 +36,16 @@ bool valid_comment_type2(const std::string& line, Comment& comment);
 /// warned of and accepted.
 bool valid_comment_type3(const std::string& line, Comment& comment);
 
-/// Tries the three forms in turn. If none matches, warns, sets 18.0 Hz and returns false.
+/// Tries the three forms in turn, without the bytes of value 127 that recorders pad the line with.
+/// If none matches, warns, sets 18.0 Hz and returns false.
 bool validate_comment(const std::string& line, Comment& comment);
 
-/// As `validate_comment`, for lines that do not begin a 16-bit file; the warning has its own name.
+/// As `validate_comment`, for files that have a time column: the warning has its own name and does
+/// not speak of the frequency, which the column gives.
 bool parse_comment(const std::string& line, Comment& comment);
+
+/// Warns of a date or time that can't be read, that no calendar shows, or that is before 1970.
+/// path: of the file, for the warning.
+void warn_of_date(const std::string& path, const Comment& comment);
 
 }  // namespace KorLa

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "korla/calendar.h"
+#include "korla/file_warnings.h"
 #include "korla/korla_binary.h"
 #include "korla/korla_text.h"
 #include "korla/messages.h"
@@ -28,10 +29,11 @@ constexpr std::size_t head_size = 256;
 /// The first bytes of a file and a zero, so that they can be scanned as a string.
 using Head = std::array<char, head_size + 1>;
 
-Head read_head(std::FILE* file) {
+Head read_head(const std::string& path, std::FILE* file) {
   Head head{};
   const std::size_t count = std::fread(head.data(), 1, head_size, file);
   if (std::feof(file) != 0) {
+    warn_of_unusable_start(path, {head.data(), count}, true);
     throw std::runtime_error("fread: EOF \n");
   }
   if (count != head_size) {
@@ -44,6 +46,7 @@ Head read_head(std::FILE* file) {
 StationFile describe(const std::string& path, double name_time, const Head& head) {
   const std::size_t line_end = std::string_view(head.data(), head_size).find_first_of("\r\n");
   if (line_end == std::string_view::npos) {
+    warn_of_unusable_start(path, {head.data(), head_size}, false);
     throw std::runtime_error("Found no end of first commentline\n");
   }
   StationFile result;
@@ -51,6 +54,7 @@ StationFile describe(const std::string& path, double name_time, const Head& head
   result.data_offset = line_end + 1;
   result.valid_comment = validate_comment(std::string(head.data(), line_end), result.comment);
   KORLA_TRACE("Valid comment: {}\n", result.valid_comment ? 1 : 0);
+  warn_of_date(path, result.comment);
   result.day = result.comment.day_time;
   if (!result.day) {
     result.path_date = find_path_date(path, modification_year(path));
@@ -59,8 +63,7 @@ StationFile describe(const std::string& path, double name_time, const Head& head
     result.day = result.path_date->day;
   } else if (!result.day && name_time != 0 && std::fabs(name_time) < 1e15) {
     const auto seconds = static_cast<std::int64_t>(std::floor(name_time));
-    constexpr std::int64_t day = seconds_per_day;
-    result.day = seconds - ((seconds % day) + day) % day;
+    result.day = seconds - time_of_day(seconds);
   }
   return result;
 }
@@ -92,7 +95,8 @@ KORLA::KORLA(StationFile station_file, File file, bool quiet)
       station_file_(std::move(station_file)),
       file_(std::move(file)),
       quiet_(quiet),
-      day_start_(station_file_.day.value_or(0)) {
+      clock_(station_file_.day.value_or(0)),
+      warnings_(station_file_.path) {
   set_time_zone(quiet);
 }
 
@@ -102,37 +106,12 @@ void KORLA::report_type(bool binary) {
     write_message(
         fmt::format("File: {} Type: {}\n", station_file_.path, binary_ ? "binary" : "text"));
   }
-  warn_of_inferred_year(station_file_.path_date);
+  warn_of_path_date(station_file_.path, station_file_.path_date);
 }
 
-std::int64_t KORLA::stamp_time(int minute, int second) {
-  constexpr int last_hour = 23 * 60;
-  if (first_minute_ < 0) {
-    first_minute_ = minute;
-  }
-  if (minute < 60 && first_minute_ >= last_hour) {
-    past_midnight_ = seconds_per_day;
-  }
-  return day_start_ + std::int64_t{minute} * 60 + second + (minute < 60 ? past_midnight_ : 0);
-}
-
-void KORLA::begin(BlockGroup& group) {
-  group.blocks = 0;
-  group.after_mark = false;
-  group.stamps_differ = false;
-}
-
-void KORLA::add_block(BlockGroup& group, std::int64_t time) {
-  if (group.blocks == 0) {
-    group.time = time;
-  }
-  group.stamps_differ = group.stamps_differ || time != group.time;
-  ++group.blocks;
-}
-
-int KORLA::end_data(const BlockGroup& group) {
-  ended_in_group_ = ended_in_group_ || group.blocks > 0;
-  return -1;
+void KORLA::set_time(BlockGroup& group, const std::array<Stamp, 3>& stamps) {
+  group.stamps_differ = !agree(stamps);
+  group.time = clock_.time(stamps[0], !group.stamps_differ);
 }
 
 std::unique_ptr<KORLA> open_station_file(const std::string& path, double name_time, bool quiet) {
@@ -140,7 +119,7 @@ std::unique_ptr<KORLA> open_station_file(const std::string& path, double name_ti
   if (!file) {
     throw std::runtime_error(fmt::format("Can't open {}\n", path));
   }
-  const Head head = read_head(file.get());
+  const Head head = read_head(path, file.get());
   StationFile station_file = describe(path, name_time, head);
   const bool text = is_text(station_file, head);
   std::unique_ptr<KORLA> reader;

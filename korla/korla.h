@@ -13,7 +13,9 @@
 
 #include "korla/bytes.h"
 #include "korla/comment.h"
+#include "korla/file_warnings.h"
 #include "korla/path_date.h"
+#include "korla/stamp_clock.h"
 
 namespace KorLa {
 
@@ -21,9 +23,9 @@ namespace KorLa {
 struct BlockGroup {
   std::array<std::vector<std::int32_t>, 3> samples;  ///< raw counts, of equal length
   std::int64_t time = 0;       ///< of the first channel's block, seconds; see KORLA::has_stamps
-  std::size_t blocks = 0;      ///< blocks read so far; 3 when the group is whole
   bool stamps_differ = false;  ///< the channels' blocks are not of one time
   bool after_mark = false;     ///< a line that marks a time gap stands before the group
+  bool after_loss = false;     ///< damaged blocks before the group were left out
 };
 
 /// What the start of a station file, and its path, say about it.
@@ -59,40 +61,33 @@ class KORLA {
 
   const StationFile& station_file() const { return station_file_; }
 
-  /// Whether the blocks carry times. They count from the start of the file's day or, where
-  /// comment.u_flag is set in a binary file, from 1970 UTC. Known after the first group.
+  FileWarnings& warnings() { return warnings_; }
+
+  /// Whether the blocks carry times, and whether these count from 1970 UTC by themselves, and not
+  /// from the start of the file's day. Known after the first group.
   bool has_stamps() const { return has_stamps_; }
+
+  bool absolute_stamps() const { return absolute_stamps_; }
 
   /// Whether the last group could not be read whole: the file ends inside it, or it is damaged.
   bool ended_in_group() const { return ended_in_group_; }
 
-  /// Whether a file that began in the last hour of its day has gone on into the next day.
-  bool straddles_midnight() const { return past_midnight_ != 0; }
+  /// Number of midnights that the file has passed.
+  int midnights() const { return clock_.midnights(); }
 
   /// An upper bound of the samples that one channel has in this file.
   std::size_t most_samples() const { return most_samples_; }
 
  protected:
-  /// Seconds since 1970 of a block with the given stamp: minute of the day and second, counted from
-  /// the start of the file's day. Once a file from the last hour has passed midnight, minutes below
-  /// 60 count from the next day.
-  std::int64_t stamp_time(int minute, int second);
-
-  /// Clears what the last group has left.
-  static void begin(BlockGroup& group);
-
-  /// Counts one more block, of the given time, whose samples are in the group.
-  static void add_block(BlockGroup& group, std::int64_t time);
-
-  /// Ends the data where no further block was found, which is no fault between two groups. Returns
-  /// -1, for `read_record`.
-  int end_data(const BlockGroup& group);
+  /// Gives the group the time of its blocks' stamps, in the order of the blocks.
+  void set_time(BlockGroup& group, const std::array<Stamp, 3>& stamps);
 
   std::FILE* file() { return file_.get(); }
 
   /// Number of samples in one channel's block.
   std::size_t block_length_;
   bool has_stamps_ = true;
+  bool absolute_stamps_ = false;
   bool ended_in_group_ = false;
   std::size_t most_samples_ = 0;
   /// Channel of each block of a group.
@@ -103,9 +98,8 @@ class KORLA {
   File file_;
   bool quiet_;
   bool binary_ = false;
-  std::int64_t day_start_;          ///< seconds since 1970 UTC; 0 where nothing names the day
-  std::int64_t past_midnight_ = 0;  ///< seconds of a day once the file has passed midnight
-  int first_minute_ = -1;           ///< of the first block's stamp; -1 before
+  StampClock clock_;
+  FileWarnings warnings_;
 };
 
 /// Opens a 16-bit station file and tells text from binary.

@@ -9,9 +9,11 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "korla/calendar.h"
+#include "korla/file_warnings.h"
 #include "korla/korla.h"
 #include "korla/messages.h"
 #include "korla/sample_times.h"
@@ -27,9 +29,13 @@ constexpr double block_tolerance = 2.0;
 /// Scale of the samples by amplifier gain, 1 to 4.
 constexpr std::array<double, 4> gain_scales = {10.0, 20.0, 30.0, 40.0};
 
-std::uint8_t find_station(const StationFile& file) {
-  if (!file.comment.station_name.empty()) {
-    return station_numbers.at(file.comment.station_name).number;
+std::uint8_t find_station(const StationFile& file, const FileWarnings& warnings) {
+  const std::string& name = file.comment.station_name;
+  if (!name.empty()) {
+    if (!station_numbers.contains(name)) {
+      warnings.say(fmt::format("no station is called \"{}\"", name));
+    }
+    return station_numbers.at(name).number;
   }
   if (file.path_date && file.path_date->station) {
     return *file.path_date->station;
@@ -37,76 +43,129 @@ std::uint8_t find_station(const StationFile& file) {
   return unknown_station;
 }
 
-/// Says what is odd about the groups' times, each thing once for a file.
-class TimeWarnings {
- public:
-  explicit TimeWarnings(const std::string& path) : path_(path) {}
-
-  void check(std::size_t number, bool went_back, bool stamps_differ) {
-    if (went_back && !said_back_) {
-      write_message(fmt::format("WARNING: {}: the time goes back at group {}, samples count on\n",
-                                path_, number));
-      said_back_ = true;
-    }
-    if (stamps_differ && !said_differ_) {
-      write_message(
-          fmt::format("WARNING: {}: the channels' times differ in group {}\n", path_, number));
-      said_differ_ = true;
-    }
+/// Scale of the samples at an amplifier gain.
+double find_scale(int gain, const FileWarnings& warnings) {
+  const std::size_t index = static_cast<std::size_t>(gain) - 1;
+  if (index >= gain_scales.size()) {
+    warnings.say(fmt::format("gain {} is not one of 1 to {}", gain, gain_scales.size()));
   }
+  return gain_scales.at(index);
+}
 
- private:
-  const std::string& path_;
-  bool said_back_ = false;
-  bool said_differ_ = false;
+/// What a file's groups say about its times.
+struct GroupTimes {
+  SampleTimes times;
+  std::optional<std::int64_t> first_stamp;  ///< nothing where no stamp can be believed
+  bool late_start = false;                  ///< groups before the first one were left out
+  std::size_t n_groups = 0;
+  std::size_t n_agreeing = 0;     ///< groups whose channels are of one time
+  std::size_t first_back = 0;     ///< number of the first group whose time goes back; 0: none
+  std::size_t first_differs = 0;  ///< as above, whose channels' times differ
 };
 
-/// Reads all groups into the channels' samples, says what is wrong with them, and returns the times
-/// that their stamps give. first_stamp: of the first group; left alone if there is no group.
-SampleTimes read_groups(KORLA& reader, std::vector<std::vector<std::int32_t>>& samples,
-                        std::int64_t& first_stamp) {
-  const StationFile& file = reader.station_file();
-  SampleTimes times(file.comment.frequency, block_tolerance);
-  TimeWarnings warnings(file.path);
-  BlockGroup group;
-  std::size_t number = 1;
-  for (; reader.read_record(group) != -1; ++number) {
-    const std::size_t index = samples[0].size();
-    first_stamp = index == 0 ? group.time : first_stamp;
-    const bool marked = group.after_mark && index > 0;
-    if (reader.has_stamps()) {
-      times.add_piece(index, static_cast<double>(group.time), marked);
-    } else if (marked) {
-      times.add_mark();
+/// Takes the time of a group that begins at sample `index`. Stamps that differ show no gap: nothing
+/// tells which of them is right.
+void take_time(const KORLA& reader, const BlockGroup& group, std::size_t index, GroupTimes& found) {
+  const bool marked = (group.after_mark || group.after_loss) && index > 0;
+  ++found.n_groups;
+  if (!reader.has_stamps()) {
+    if (marked) {
+      found.times.add_mark();
     }
-    warnings.check(number, times.went_back(), group.stamps_differ);
+    return;
+  }
+  if (index == 0) {
+    found.first_stamp = group.time;
+    found.late_start = group.after_loss;
+  }
+  if (group.stamps_differ) {
+    found.first_differs = found.first_differs == 0 ? found.n_groups : found.first_differs;
+    return;
+  }
+  ++found.n_agreeing;
+  found.times.add_piece(index, static_cast<double>(group.time), marked);
+  if (found.times.went_back() && found.first_back == 0) {
+    found.first_back = found.n_groups;
+  }
+}
+
+/// Says what is odd about the groups' times. Where no group has one time, the bytes that were taken
+/// for stamps are something else.
+void judge_times(KORLA& reader, GroupTimes& found) {
+  const FileWarnings& warnings = reader.warnings();
+  if (reader.is_binary() && found.n_groups > 1 && found.first_differs != 0 &&
+      found.n_agreeing == 0) {
+    warnings.say(
+        "the channels' times differ in every group, the layout looks wrong; times count "
+        "on from the start");
+    found.first_stamp.reset();
+    return;
+  }
+  if (found.first_back != 0) {
+    warnings.say(fmt::format("the time goes back at group {}, samples count on", found.first_back));
+  }
+  if (found.first_differs != 0) {
+    const std::size_t more = found.n_groups - found.n_agreeing - 1;
+    warnings.say(fmt::format("the channels' times differ in group {}{}", found.first_differs,
+                             more > 0 ? fmt::format(" and {} more", more) : ""));
+  }
+}
+
+/// Reads all groups into the channels' samples, and says what is wrong with them.
+GroupTimes read_groups(KORLA& reader, std::vector<std::vector<std::int32_t>>& samples) {
+  GroupTimes found{.times = SampleTimes(reader.station_file().comment.frequency, block_tolerance),
+                   .first_stamp = std::nullopt};
+  BlockGroup group;
+  while (reader.read_record(group) != -1) {
+    take_time(reader, group, samples[0].size(), found);
     for (std::size_t c = 0; c < samples.size(); ++c) {
       samples[c].insert(samples[c].end(), group.samples[c].begin(), group.samples[c].end());
     }
   }
+  reader.warnings().sum_up();
+  judge_times(reader, found);
   if (reader.ended_in_group()) {
-    write_message(fmt::format("WARNING: {}: group {} is incomplete or damaged, samples end there\n",
-                              file.path, number));
+    reader.warnings().say(
+        fmt::format("group {} is incomplete or damaged, samples end there", found.n_groups + 1));
   }
-  return times;
+  return found;
+}
+
+/// Warns where the comment's time is not that of the first block. Which day a stamp is of is known
+/// from the comment itself, so that only the times of day are compared.
+void compare_starts(const FileWarnings& warnings, std::int64_t comment, std::int64_t first_stamp) {
+  constexpr std::int64_t tolerance = 2;
+  const std::int64_t later = time_of_day(first_stamp - comment);
+  if (std::min(later, seconds_per_day - later) > tolerance) {
+    warnings.say(fmt::format("the comment says {}, the first block {}; the comment's time is taken",
+                             clock_text(comment), clock_text(first_stamp)));
+  }
+}
+
+/// Warns of a file whose day is not known.
+void judge_day(KORLA& reader, bool has_stamp) {
+  if (!reader.station_file().day && !(has_stamp && reader.absolute_stamps())) {
+    reader.warnings().say("neither comment nor path has a date, times count from 1970");
+  }
 }
 
 /// Start of the series: the comment's date and time; else the first block's time, unless the path
-/// names an hour that it is not in; else the hour in the path; else what is known of the day.
-double find_start(const KORLA& reader, std::optional<std::int64_t> first_stamp) {
+/// names an hour that it is not in; else the hour in the path; else what is known of the day. The
+/// comment's time is that of a first block which may have been left out.
+double find_start(KORLA& reader, const GroupTimes& found) {
   const StationFile& file = reader.station_file();
-  const Comment& comment = file.comment;
-  if (comment.record_time) {
-    return static_cast<double>(*comment.record_time);
+  const std::optional<std::int64_t>& first_stamp = found.first_stamp;
+  judge_day(reader, first_stamp.has_value());
+  if (file.comment.record_time && !(found.late_start && first_stamp)) {
+    if (first_stamp && found.first_differs != 1) {
+      compare_starts(reader.warnings(), *file.comment.record_time, *first_stamp);
+    }
+    return static_cast<double>(*file.comment.record_time);
   }
   if (file.path_date) {
     const std::int64_t hour = file.path_date->time;
     const bool fits = first_stamp && *first_stamp >= hour && *first_stamp < hour + seconds_per_hour;
     return static_cast<double>(fits ? *first_stamp : hour);
-  }
-  if (!file.day && !(first_stamp && comment.u_flag && reader.is_binary())) {
-    write_message(fmt::format(
-        "WARNING: {}: neither comment nor path has a date, times count from 1970\n", file.path));
   }
   return static_cast<double>(first_stamp.value_or(file.day.value_or(0)));
 }
@@ -136,17 +195,17 @@ void report_gaps(std::size_t gaps) {
   }
 }
 
-void KORLA16::preset(const KORLA& reader) {
+void KORLA16::preset(KORLA& reader) {
   const StationFile& file = reader.station_file();
   header.magic = {'k', 'o', '2', '4'};
   header.version = 1;
-  header.station = find_station(file);
+  header.station = find_station(file, reader.warnings());
   header.n_channels = 3;
   header.sample_code = 7;
   header.bits_per_sample = 16;
   header.bytes_per_sample = 2;
   header.sampling_frequency = file.comment.frequency;
-  const double scale = gain_scales.at(static_cast<std::size_t>(file.comment.gain) - 1);
+  const double scale = find_scale(file.comment.gain, reader.warnings());
   channels.resize(header.n_channels);
   for (std::size_t c = 0; c < channels.size(); ++c) {
     channels[c] = {{'c', 'h', 'a', 'n'}, static_cast<std::uint16_t>(c), 1, -10.0, 10.0, scale};
@@ -160,17 +219,15 @@ void KORLA16::preset(const KORLA& reader) {
 KORLA16::KORLA16(const std::string& path, double name_time) {
   const auto reader = open_station_file(path, name_time, true);
   preset(*reader);
-  std::int64_t first_stamp = 0;
-  const SampleTimes stamps = read_groups(*reader, samples, first_stamp);
-  report_gaps(stamps.gaps());
+  const GroupTimes found = read_groups(*reader, samples);
+  report_gaps(found.times.gaps());
 
-  const bool stamped = reader->has_stamps() && !samples[0].empty();
-  double start = find_start(*reader, stamped ? std::optional(first_stamp) : std::nullopt);
-  if (negtime && reader->straddles_midnight()) {
-    start -= seconds_per_day;
+  double start = find_start(*reader, found);
+  if (negtime) {
+    start -= static_cast<double>(reader->midnights()) * seconds_per_day;
   }
   start = decide_start(header, start, reader->station_file().path_date.has_value(), name_time);
-  times = stamps.times(start, samples[0].size());
+  times = found.times.times(start, samples[0].size());
 }
 
 int KORLA16::format_id() const {

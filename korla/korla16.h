@@ -7,8 +7,8 @@
 
 namespace KorLa {
 
-/// Whether the day of a file that straddles midnight is the day that it ends on. All its times are
-/// then a day earlier. Set once at start-up by the program.
+/// Whether the day of a file that passes midnight is the day that it ends on. All its times are
+/// then as many days earlier as it passes midnights. Set once at start-up by the program.
 inline bool negtime = false;
 
 class KORLA;
@@ -25,7 +25,7 @@ class KORLA16 : public Korla_Base {
   int format_id() const override;
 
  private:
-  void preset(const KORLA& reader);
+  void preset(KORLA& reader);
 };
 
 /// Decides when a series starts, seconds since 1970 UTC, and writes it to the header as far as its

@@ -2,17 +2,20 @@
 
 #include "korla/korla24.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
 #include <ctime>
 #include <fmt/format.h>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <vector>
 
 #include "korla/bytes.h"
+#include "korla/file_warnings.h"
 #include "korla/messages.h"
 
 // Headers and samples are read as the bytes that they are in memory.
@@ -54,13 +57,17 @@ void read_header(std::FILE* file, SeriesHeader& header) {
   }
 }
 
-/// Reads a chunk's tag and the four bytes after it, which nobody interprets.
-void expect_tag(std::FILE* file, const char* tag) {
+/// Reads a chunk's tag and the number after it, the chunk's size in bytes as recorders write it.
+/// Returns this number.
+std::uint32_t expect_tag(std::FILE* file, const char* tag) {
   std::array<char, 8> bytes;
   read_bytes(file, bytes.data(), bytes.size());
   if (!is_tagged(bytes.data(), tag)) {
     throw std::runtime_error(fmt::format("Unknown magic {}\n", tag));
   }
+  std::uint32_t size = 0;
+  std::memcpy(&size, bytes.data() + 4, sizeof size);
+  return size;
 }
 
 void read_channel_table(std::FILE* file, std::vector<ChannelDescriptor>& channels) {
@@ -70,6 +77,26 @@ void read_channel_table(std::FILE* file, std::vector<ChannelDescriptor>& channel
     if (!is_tagged(channel.magic.data(), "chan")) {
       throw std::runtime_error("Unknown magic chan\n");
     }
+  }
+}
+
+/// Warns of a sample block that is not as long as the header promises, or ends inside a sample. The
+/// samples are kept: a recorder that does not know their number yet writes 0, or all bits set. But
+/// where bytes are lost or came twice, the times after that place are wrong.
+void check_size(const std::string& path, std::size_t n_channels, std::uint32_t promised,
+                std::size_t there) {
+  constexpr std::uint32_t unknown = std::numeric_limits<std::uint32_t>::max();
+  const std::size_t sample_size = n_channels * sizeof(std::int32_t);
+  const std::size_t wanted = promised == 0 || promised == unknown ? there : promised;
+  const std::size_t longer = std::max(wanted, there);
+  const FileWarnings warnings(path);
+  if (wanted / sample_size != there / sample_size) {
+    warnings.say(fmt::format("the header promises {} samples, the file {} {}", wanted / sample_size,
+                             wanted > there ? "ends after" : "holds", there / sample_size));
+  } else if (longer % sample_size != 0) {
+    warnings.say(
+        fmt::format("{} bytes of data are no whole number of samples, the last {} left out", longer,
+                    longer % sample_size));
   }
 }
 
@@ -157,10 +184,11 @@ KORLA24::KORLA24(const std::string& path, bool nudge) {
   channels.resize(header.n_channels);
   samples.resize(header.n_channels);
   read_channel_table(file.get(), channels);
-  expect_tag(file.get(), "data");
+  const std::uint32_t promised = expect_tag(file.get(), "data");
   if (channels.empty()) {
     throw std::runtime_error(fmt::format("No channels in {} (channel count 0)\n", path));
   }
+  check_size(path, channels.size(), promised, bytes_left(file.get()));
   const std::size_t n_samples = read_samples(file.get(), path, samples);
 
   double correction = 0.0;

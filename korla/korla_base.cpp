@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "korla/bytes.h"
+#include "korla/file_warnings.h"
 #include "korla/korla16.h"
 #include "korla/korla24.h"
 #include "korla/korla_tm4.h"
@@ -89,7 +90,7 @@ Format detect_16_bit(const FirstBytes& bytes) {
   return detect_text(std::string_view(bytes.data() + next));
 }
 
-Format detect_format(std::FILE* file) {
+Format detect_format(const std::string& path, std::FILE* file) {
   FirstBytes bytes;
   if (read_bytes(file, bytes.data(), magic_size) < magic_size) {
     return Format::station_16_bit;
@@ -99,12 +100,17 @@ Format detect_format(std::FILE* file) {
     KORLA_TRACE("Trying ko24\n");
     return Format::ko24;
   }
-  read_bytes(file, bytes.data() + magic_size, bytes.size() - magic_size);
+  const std::size_t rest = bytes.size() - 1 - magic_size;
+  const std::size_t count = magic_size + read_bytes(file, bytes.data() + magic_size, rest);
   bytes.back() = '\0';
   if (!magic.starts_with("!S512") && !magic.starts_with("!S128")) {
     return Format::station_16_bit;
   }
-  return detect_16_bit(bytes);
+  const Format format = detect_16_bit(bytes);
+  if (format == Format::none) {
+    warn_of_unusable_start(path, {bytes.data(), count}, bytes_left(file) == 0);
+  }
+  return format;
 }
 
 }  // namespace
@@ -127,7 +133,7 @@ std::unique_ptr<Korla_Base> open_series(const std::string& path, [[maybe_unused]
   if (!file) {
     return nullptr;
   }
-  const Format format = detect_format(file.get());
+  const Format format = detect_format(path, file.get());
   file.reset();
   switch (format) {
     case Format::ko24:

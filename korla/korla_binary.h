@@ -1,10 +1,12 @@
 #pragma once
 // The binary form of 16-bit station files. Made by open_station_file.
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
 #include "korla/korla.h"
+#include "korla/stamp_clock.h"
 
 namespace KorLa {
 
@@ -20,10 +22,13 @@ class BinaryKORLA : public KORLA {
 
  private:
   void read_comment_line();
+  void skip_line_feed();
   bool read_block();
-  std::int64_t block_time();
+  void set_stamps(BlockGroup& group);
 
   std::vector<std::int16_t> block_;  ///< time words, if the file has them, then samples
+  std::array<Stamp, 3> stamps_;      ///< time words of the group that is being read
+  bool first_group_ = true;
 };
 
 }  // namespace KorLa

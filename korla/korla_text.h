@@ -1,34 +1,36 @@
 #pragma once
 // The text form of 16-bit station files. Made by open_station_file.
 
-#include <cstdint>
-#include <string_view>
+#include <cstddef>
 #include <vector>
 
 #include "korla/korla.h"
-#include "korla/lines.h"
+#include "korla/text_blocks.h"
 
 namespace KorLa {
 
-/// A line for each block: minute and second, or neither, and then the samples. Blank lines and
-/// remarks, which begin with a letter, are passed over; a line that begins with "!" marks a gap.
+/// A line for each block. The three lines of a group carry the same stamp: where a line is lost or
+/// one too many, stamps show it, and the group is left out.
 class AsciiKORLA : public KORLA {
  public:
   /// opened: at any position; `station_file.data_offset` says where the lines begin.
   AsciiKORLA(StationFile station_file, File opened, bool quiet);
 
-  /// Samples that are no whole numbers, too few of them, or a line too long for LineReader end the
-  /// data inside the group.
   int read_record(BlockGroup& group) override;
 
  private:
-  bool next_data_line(std::string_view& line, bool& after_mark);
-  bool read_samples(const char*& next, std::string_view line,
-                    std::vector<std::int32_t>& samples) const;
-  bool read_line(std::string_view line, std::vector<std::int32_t>& samples, std::int64_t& time);
+  bool read_ahead(std::size_t count);
+  std::size_t count_equal_stamps(std::size_t first, std::size_t most);
+  bool begins_group(std::size_t first);
+  void drop(std::size_t first, std::size_t count);
+  bool drop_doubled(std::size_t run, std::size_t surplus);
+  std::size_t count_out_of_step();
+  bool bring_in_step();
+  void take_group(BlockGroup& group);
 
-  LineReader lines_;
-  bool first_line_ = true;
+  TextBlocks blocks_;
+  std::vector<TextBlock> ahead_;  ///< read and not yet taken; after these, memory to be used again
+  std::size_t n_ahead_ = 0;       ///< of those not yet taken
 };
 
 }  // namespace KorLa

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "korla/bytes.h"
+#include "korla/calendar.h"
 #include "korla/comment.h"
+#include "korla/file_warnings.h"
 #include "korla/korla16.h"
 #include "korla/lines.h"
 #include "korla/messages.h"
@@ -27,11 +29,15 @@ namespace {
 
 constexpr std::size_t most_channels = 126;
 
+/// A column that begins at this time or later counts from 1970 itself. A smaller one may count from
+/// the start of a recording, a day or a year.
+constexpr double first_dated_time = 366.0 * seconds_per_day;
+
 /// The samples of a file as they are read, line by line.
 class Table {
  public:
   Table(const std::string& path, std::FILE* file)
-      : path_(path), size_(bytes_left(file)), lines_(file) {}
+      : path_(path), warnings_(path), size_(bytes_left(file)), lines_(file) {}
 
   /// Takes the comment line.
   std::string comment_line() {
@@ -57,10 +63,12 @@ class Table {
   bool next_line(std::string_view& line, bool& marked);
   void begin(std::size_t n_channels);
   bool read_values(std::string_view line);
+  bool is_doubled() const;
   void warn_of_going_back(double time);
   void add_line(bool marked);
 
   std::string path_;
+  FileWarnings warnings_;
   std::size_t size_;  ///< of the file, bytes
   LineReader lines_;
   std::vector<double> values_;  ///< of the line being read, time first
@@ -105,10 +113,18 @@ bool Table::read_values(std::string_view line) {
   return skip_blanks(next) >= line_end;
 }
 
+/// Whether the line in `values_` is the one before it once more.
+bool Table::is_doubled() const {
+  bool same = !samples_[0].empty() && values_[0] == last_time_;
+  for (std::size_t c = 0; same && c < samples_.size(); ++c) {
+    same = std::round(values_[c + 1]) == samples_[c].back();
+  }
+  return same;
+}
+
 void Table::warn_of_going_back(double time) {
   if (time < last_time_ && !said_back_) {
-    write_message(fmt::format("WARNING: {}: the time goes back at line {}, samples count on\n",
-                              path_, lines_.number()));
+    warnings_.say(fmt::format("the time goes back at line {}, samples count on", lines_.number()));
     said_back_ = true;
   }
 }
@@ -153,16 +169,20 @@ void Table::read_all() {
       begin(values_.size() - 1);
     }
     if (!readable || samples_.empty() || values_.size() != samples_.size() + 1) {
-      if (!lines_.had_end()) {
-        write_message(fmt::format("WARNING: {}: line {} is cut short and left out\n", path_,
-                                  lines_.number()));
-        return;
+      if (lines_.had_end()) {
+        refuse("not a time and a value for each channel");
       }
-      refuse("not a time and a value for each channel");
+      warnings_.say(fmt::format("line {} is cut short and left out", lines_.number()));
+      break;
+    }
+    if (is_doubled()) {
+      warnings_.repeat("the line before once more, left out", lines_.number());
+      continue;
     }
     add_line(marked);
     marked = false;
   }
+  warnings_.sum_up();
 }
 
 std::uint8_t find_station(const Comment& comment, const std::optional<PathDate>& path_date) {
@@ -177,14 +197,32 @@ std::uint8_t find_station(const Comment& comment, const std::optional<PathDate>&
   return station->second.number;
 }
 
+/// Warns where the sampling frequencies of comment and time column drift apart.
+void compare_frequencies(const std::string& path, double comment, double column) {
+  constexpr double tolerance = 0.001;
+  const double difference = std::fabs(comment / column - 1.0);
+  if (difference > tolerance) {
+    FileWarnings(path).say(fmt::format(
+        "the comment says {:.6g} Hz, the time column {:.6g} Hz: {:.1f} s an hour apart, "
+        "the column holds",
+        comment, column, difference * seconds_per_hour));
+  }
+}
+
 /// Start of the series: the comment's date and time, else the hour in the path, else the column's
 /// first time.
-double find_start(const Comment& comment, const std::optional<PathDate>& path_date,
-                  double first_time) {
+double find_start(const std::string& path, const Comment& comment,
+                  const std::optional<PathDate>& path_date, double first_time) {
   if (comment.day_time) {
     return static_cast<double>(comment.record_time.value_or(*comment.day_time));
   }
-  return path_date ? static_cast<double>(path_date->time) : first_time;
+  if (path_date) {
+    return static_cast<double>(path_date->time);
+  }
+  if (first_time < first_dated_time) {
+    FileWarnings(path).say("neither comment nor path has a date, times count from 1970");
+  }
+  return first_time;
 }
 
 SeriesHeader make_header(std::uint8_t station, std::size_t n_channels, double frequency) {
@@ -209,22 +247,30 @@ KORLA_TM4::KORLA_TM4(const std::string& path, double name_time) {
   }
   Table table(path, file.get());
   Comment comment;
-  parse_comment(table.comment_line(), comment);
+  const bool valid_comment = parse_comment(table.comment_line(), comment);
   std::optional<PathDate> path_date;
   if (!comment.day_time) {
     path_date = find_path_date(path, modification_year(path));
-    warn_of_inferred_year(path_date);
+    warn_of_path_date(path, path_date);
   }
+  warn_of_date(path, comment);
   table.read_all();
   samples = std::move(table.samples());
   const std::size_t n_samples = samples.empty() ? 0 : samples[0].size();
   const double frequency = n_samples > 1 ? 1.0 / table.sampling_interval() : -1.0;
+  if (n_samples < 2) {
+    FileWarnings(path).say(
+        fmt::format("a time column of {} lines gives no sampling frequency", n_samples));
+  } else if (valid_comment) {
+    compare_frequencies(path, comment.frequency, frequency);
+  }
   header = make_header(find_station(comment, path_date), samples.size(), frequency);
   for (std::size_t c = 0; c < samples.size(); ++c) {
     channels.push_back({{'c', 'h', 'a', 'n'}, static_cast<std::uint16_t>(c), 1, -1.0, 1.0, 1.0});
   }
-  const double start = decide_start(header, find_start(comment, path_date, table.first_time()),
-                                    path_date.has_value(), name_time);
+  const double start =
+      decide_start(header, find_start(path, comment, path_date, table.first_time()),
+                   path_date.has_value(), name_time);
   if (table.times()) {
     report_gaps(table.times()->gaps());
     times = table.times()->times(start, n_samples);

@@ -8,6 +8,7 @@
 
 #include "korla/bytes.h"
 #include "korla/calendar.h"
+#include "korla/file_warnings.h"
 #include "korla/messages.h"
 #include "korla/stations.h"
 
@@ -16,17 +17,20 @@ namespace KorLa {
 namespace {
 
 /// The patterns in the order in which they are tried. Y: year of four digits; y: its last digit;
-/// M, D, H: month, day, hour of two digits each; i: two digits that are given elsewhere too;
-/// s: the station's letter; /: any one character; . : a point; |: no further digit.
+/// M, D, H: month, day, hour of two digits each; s: the station's letter; /: any one character;
+/// . : a point; |: no further digit. What comes twice is the same twice, or the last one holds.
 constexpr std::array<std::string_view, 5> patterns = {
-    "Yii/syMDH.", "Y/i/Yii/syMDH.", "sYMDH.", "syMDH.", "syMDH|",
+    "YMD/syMDH.", "Y/M/YMD/syMDH.", "sYMDH.", "syMDH.", "syMDH|",
 };
 
 struct Fields {
   std::optional<int> year;
+  std::optional<int> month;
+  std::optional<int> day;
   int year_digit = 0;
-  CalendarTime time;
+  int hour = 0;
   std::string station;  ///< short form
+  bool contradictory = false;
 };
 
 bool is_digit(char letter) {
@@ -53,6 +57,28 @@ bool take_number(std::string_view& text, std::size_t width, int& number) {
   return true;
 }
 
+/// Takes a field that may have come before.
+bool take_again(std::string_view& text, std::size_t width, std::optional<int>& field,
+                bool& contradictory) {
+  int number = 0;
+  if (!take_number(text, width, number)) {
+    return false;
+  }
+  contradictory = contradictory || (field && *field != number);
+  field = number;
+  return true;
+}
+
+/// Takes the year's last digit, which goes with the year if there is one.
+bool take_year_digit(std::string_view& text, Fields& fields) {
+  if (!take_number(text, 1, fields.year_digit)) {
+    return false;
+  }
+  fields.contradictory =
+      fields.contradictory || (fields.year && *fields.year % 10 != fields.year_digit);
+  return true;
+}
+
 /// Takes the station's letter, and the "2" that may follow it.
 bool take_station(std::string_view& text, bool second, std::string& station) {
   const std::size_t length = second ? 2 : 1;
@@ -66,24 +92,17 @@ bool take_station(std::string_view& text, bool second, std::string& station) {
 
 /// Takes what one place of a pattern stands for.
 bool take(std::string_view& text, char place, bool second, Fields& fields) {
-  int number = 0;
   switch (place) {
     case 'Y':
-      if (!take_number(text, 4, number)) {
-        return false;
-      }
-      fields.year = number;
-      return true;
+      return take_again(text, 4, fields.year, fields.contradictory);
     case 'y':
-      return take_number(text, 1, fields.year_digit);
+      return take_year_digit(text, fields);
     case 'M':
-      return take_number(text, 2, fields.time.month);
+      return take_again(text, 2, fields.month, fields.contradictory);
     case 'D':
-      return take_number(text, 2, fields.time.day);
+      return take_again(text, 2, fields.day, fields.contradictory);
     case 'H':
-      return take_number(text, 2, fields.time.hour);
-    case 'i':
-      return take_number(text, 2, number);
+      return take_number(text, 2, fields.hour);
     case 's':
       return take_station(text, second, fields.station);
     case '|':
@@ -107,23 +126,38 @@ bool match(std::string_view text, std::string_view pattern, bool second, Fields&
   return true;
 }
 
+/// Whether the path before a date ends in the folders of a year and its month, and these are
+/// others. The second pattern has them too, but the first one fits such a path as well and comes
+/// before.
+bool folders_differ(std::string_view before, const CalendarTime& time) {
+  constexpr std::size_t length = 8;
+  Fields folders;
+  return before.size() >= length &&
+         match(before.substr(before.size() - length), "Y/M/", false, folders) &&
+         (folders.year != time.year || folders.month != time.month);
+}
+
 /// The newest year with the given last digit that is not after `newest`.
 int infer_year(int digit, int newest) {
   return newest - ((newest - digit) % 10 + 10) % 10;
 }
 
-std::optional<PathDate> interpret(const Fields& fields, int newest_year) {
-  CalendarTime time = fields.time;
+/// before: the path up to the date.
+std::optional<PathDate> interpret(const Fields& fields, std::string_view before, int newest_year) {
+  CalendarTime time;
   time.year = fields.year.value_or(infer_year(fields.year_digit, newest_year));
-  const std::optional<std::int64_t> seconds = utc_seconds(time);
-  if (!seconds) {
+  time.month = fields.month.value_or(0);
+  time.day = fields.day.value_or(0);
+  time.hour = fields.hour;
+  if (!on_calendar(time)) {
     return std::nullopt;
   }
   PathDate date;
-  date.time = *seconds;
-  date.day = *seconds - std::int64_t{time.hour} * seconds_per_hour;
+  date.time = utc_seconds(time);
+  date.day = date.time - std::int64_t{time.hour} * seconds_per_hour;
   date.year = time.year;
   date.year_inferred = !fields.year;
+  date.contradictory = fields.contradictory || folders_differ(before, time);
   const auto station = station_numbers.find(fields.station);
   if (station != station_numbers.end()) {
     date.station = station->second.number;
@@ -143,7 +177,8 @@ std::optional<PathDate> find_path_date(const std::string& path, int newest_year)
       for (const bool second : {false, true}) {
         Fields fields;
         if (match(std::string_view(path).substr(start), pattern, second, fields)) {
-          if (const auto date = interpret(fields, newest_year)) {
+          if (const auto date =
+                  interpret(fields, std::string_view(path).substr(0, start), newest_year)) {
             return date;
           }
         }
@@ -153,10 +188,22 @@ std::optional<PathDate> find_path_date(const std::string& path, int newest_year)
   return std::nullopt;
 }
 
-void warn_of_inferred_year(const std::optional<PathDate>& date) {
-  if (date && date->year_inferred) {
+void warn_of_path_date(const std::string& path, const std::optional<PathDate>& date) {
+  if (!date) {
+    return;
+  }
+  const FileWarnings warnings(path);
+  if (date->year_inferred) {
     write_message(
         fmt::format("Warning: year parsed from filename, {}, is uncertain\n", date->year));
+  }
+  if (date->contradictory) {
+    warnings.say(fmt::format("parts of the path contradict each other, taken as {}",
+                             calendar_text(date->time)));
+  }
+  if (date->time < 0) {
+    warnings.say(fmt::format("the path's date {} is before 1970, times count from 1970",
+                             calendar_text(date->time)));
   }
 }
 

@@ -10,7 +10,8 @@ SampleTimes::SampleTimes(double frequency, double tolerance)
 void SampleTimes::add_piece(std::size_t index, double stamp, bool marked) {
   went_back_ = false;
   if (anchors_.empty()) {
-    anchors_.push_back({index, stamp});
+    const double before = index == 0 ? 0.0 : static_cast<double>(index) / frequency_;
+    anchors_.push_back({0, stamp - before});
   } else {
     const Anchor& anchor = anchors_.back();
     // Where the piece would be if no sample were missing since the last anchor. Measured from there

@@ -18,6 +18,7 @@
 #include "src/lag_sums.h"
 #include "src/progress.h"
 #include "src/results.h"
+#include "src/run_checks.h"
 #include "src/settings.h"
 #include "src/spectrum.h"
 #include "src/statistics.h"
@@ -254,7 +255,8 @@ class Watch {
 
 /// Walks the windows, from one start to the next by a step. The last one ends before the last
 /// sample: intended. Returns whether it went to the end.
-bool walk_windows(WindowWork& work, const LoadedSeries& data, std::vector<ResultRecord>& records) {
+bool walk_windows(WindowWork& work, const LoadedSeries& data, WindowTally& tally,
+                  std::vector<ResultRecord>& records) {
   const std::size_t n = data.times.size();
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
@@ -276,6 +278,7 @@ bool walk_windows(WindowWork& work, const LoadedSeries& data, std::vector<Result
     const ResultRecord record = analyse_window(work, data, i);
     write_window(record, work.values, work.correlation.crs, work.frequency);
     records.push_back(record);
+    tally.add(i, work.energy, work.values.lags);
     if (!watch.look(i, n)) {
       return false;
     }
@@ -295,6 +298,16 @@ void write_summary(const DataHeader& header, std::span<const ResultRecord> recor
   }
 }
 
+/// Says what is wrong with the run as a whole, before its first window.
+void check_run(const LoadedSeries& data, const std::string& path) {
+  if (data.times.size() <= settings.clength) {
+    warn("WARNING: {} has too few samples ({}) for a window of {}\n", path, data.times.size(),
+         settings.clength);
+  }
+  check_lags(path, array_geometry.baselines, data.sampling_frequency, data.max_lag);
+  check_level(path, data.max_lag);
+}
+
 }  // namespace
 
 bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
@@ -303,23 +316,24 @@ bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
     return false;
   }
   series.sampling_frequency = data.sampling_frequency;
-  if (data.times.size() <= settings.clength) {
-    warn("WARNING: {} has too few samples ({}) for a window of {}\n", data.first_path,
-         data.times.size(), settings.clength);
-  }
+  const JoinedFile& first = data.files.front();
+  check_run(data, first.path);
 
   const std::size_t begin = series.records.size();
-  const DataHeader header = {data.first_path, data.station, data.start_time};
+  const DataHeader header = {first.path, first.station, data.start_time};
   open_result_files(header);
   WindowWork work(settings.clength, data.max_lag, settings.lsq_len);
   work.angle = angle_method(settings.primary_direction);
   work.frequency = data.sampling_frequency;
-  const bool whole = walk_windows(work, data, series.records);
+  WindowTally tally(data.files, data.max_lag);
+  const bool whole = walk_windows(work, data, tally, series.records);
+  tally.tell();
   if (whole) {
+    check_range_met(first.path, data.times, tally.windows());
     const std::span<const ResultRecord> records(series.records);
     write_summary(header, records.subspan(begin), work.frequency);
   } else {
-    warn("WARNING: {} was not analysed to its end\n", data.first_path);
+    warn("WARNING: {} was not analysed to its end\n", first.path);
   }
   close_result_files();
   return whole;

@@ -74,6 +74,7 @@ void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
     const double peak_lag = static_cast<double>(j) - static_cast<double>(max_lag);
     if (j == v.size()) {
       lags[p] = 0;
+      value_at_lag[p] = 0;
     } else if (j == 0 || j == 2 * max_lag) {
       lags[p] = peak_lag;
     } else {

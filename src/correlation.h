@@ -50,8 +50,8 @@ double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm);
 
 /// Lag of the peak of each pair, in samples, by a parabola through the peak and its neighbours.
 /// The peak is the value of exactly 1.0 at the largest lag; at either end of the range the lag is
-/// that end and value_at_lag stays as it was; a series without a peak has lag 0 and leaves
-/// value_at_lag too. Otherwise value_at_lag is the weighted series' value at the peak.
+/// that end and value_at_lag stays as it was; a series without a peak, as a constant channel gives,
+/// has lag 0 and value 0. Otherwise value_at_lag is the weighted series' value at the peak.
 /// The series hold 2 * max_lag + 1 values each.
 void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
                std::array<double, 3>& value_at_lag, Lags& lags, std::size_t max_lag);

@@ -26,6 +26,7 @@
 #include "src/progress.h"
 #include "src/response_files.h"
 #include "src/result_stream.h"
+#include "src/run_checks.h"
 #include "src/settings.h"
 #include "src/usage.h"
 #include "src/viewer.h"
@@ -77,11 +78,23 @@ void require_calendar_time(double time) {
 
 /// Both times come out empty, as they would from an empty format: intended.
 void announce_range() {
+  check_range();
   if (settings.range_set && !settings.quiet) {
     require_calendar_time(settings.range_t0);
     require_calendar_time(settings.range_t1);
     info("limiting to  - \n");
   }
+}
+
+/// The files of the command line. An empty name, as an empty line of a response file gives, is
+/// none.
+FileList file_list(std::span<char* const> arguments) {
+  FileList files(arguments.begin(), arguments.end());
+  const auto n_empty = std::erase(files, "");
+  if (n_empty > 0) {
+    warn("WARNING: {} empty file name{} skipped\n", n_empty, n_empty == 1 ? "" : "s");
+  }
+  return files;
 }
 
 /// An unexpanded pattern: the shell found no file for it.
@@ -167,7 +180,7 @@ int run(int argc, char** argv) {
   KorLa::debug = settings.kodebug;
   KorLa::negtime = settings.negtime;
   announce_range();
-  run_files(FileList(arguments.begin() + first_file, arguments.end() - 1));
+  run_files(file_list({arguments.begin() + first_file, arguments.end() - 1}));
   return result_state.output_lost ? 1 : 0;
 }
 

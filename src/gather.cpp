@@ -2,13 +2,18 @@
 
 #include "src/gather.h"
 
+#include <algorithm>
 #include <boost/filesystem/path.hpp>
+#include <cerrno>
 #include <cmath>
 #include <fmt/format.h>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
+#include "korla/bytes.h"
 #include "korla/korla_base.h"
 #include "korla/stations.h"
 
@@ -26,9 +31,8 @@ namespace {
 constexpr std::size_t used_channels = 3;
 
 /// Reads where the microphones of a data file stand, from the first of these that there is: the
-/// file of -x, the one named after the data file, coord.dat beside it. Says what is unusual about
-/// them.
-void read_array(const std::string& data_path) {
+/// file of -x, the one named after the data file, coord.dat beside it. Returns its path.
+std::string read_array(const std::string& data_path) {
   std::string used = settings.coord_file;
   if (settings.coord_loaded) {
     read_coordinates(used);
@@ -43,14 +47,7 @@ void read_array(const std::string& data_path) {
 
   const Baselines& base = array_geometry.baselines;
   info("\n{}:{} {}:{} {}:{}\n", base.d12, base.az12, base.d13, base.az13, base.d23, base.az23);
-  // Of the angle at microphone 1.
-  const double sine = signed_area(array_geometry.pos) / (base.d12 * base.d13);
-  constexpr double nearly_straight = 0.001;
-  if (!(std::fabs(sine) > nearly_straight)) {
-    warn("WARNING: the microphones stand in a line: directions are ambiguous\n");
-  } else if (sine < 0) {
-    warn("WARNING: microphones 1, 2, 3 go clockwise: azimuths are turned by 180 degrees\n");
-  }
+  return used;
 }
 
 /// The lag range for a sampling frequency, unless --maxdelay gave one: 16 samples at 18 Hz, and as
@@ -75,9 +72,7 @@ bool is_usable(double frequency) {
 }
 
 /// Takes what the run knows of its first file from it.
-void begin_run(LoadedSeries& loaded, const std::string& path, const KorLa::Korla_Base& file) {
-  loaded.first_path = path;
-  loaded.station = KorLa::station_names.at(file.header.station);
+void begin_run(LoadedSeries& loaded, const KorLa::Korla_Base& file) {
   loaded.start_time = file.times.empty() ? file.start_time() : file.times.front();
   if (is_usable(file.header.sampling_frequency)) {
     loaded.sampling_frequency = file.header.sampling_frequency;
@@ -85,15 +80,25 @@ void begin_run(LoadedSeries& loaded, const std::string& path, const KorLa::Korla
   }
 }
 
+/// Says whether the next file begins long after the last one's end, or before it. Less than a
+/// second may come from stamps in whole seconds; but windows a step apart must not go back in time.
+void check_gap(const LoadedSeries& loaded, const std::string& path, double begin) {
+  constexpr double longest_gap = 5.0;
+  const double longest_overlap = std::min(1.0, settings.cstep / loaded.sampling_frequency);
+  const double gap = begin - (loaded.times.back() + 1 / loaded.sampling_frequency);
+  if (gap > longest_gap) {
+    warn("\nWARNING: hole in data {} seconds\n\n", gap);
+  } else if (loaded.sampling_frequency > 0 && gap <= -longest_overlap) {
+    warn("WARNING: {}: begins {:.2f} seconds before {} ends, times of windows may be wrong\n", path,
+         -gap, loaded.files.back().path);
+  }
+}
+
 /// Says what does not fit between the run so far and its next file.
 void check_continuation(const LoadedSeries& loaded, const std::string& path,
                         const KorLa::Korla_Base& file) {
-  constexpr double longest_gap = 5.0;
   if (!loaded.times.empty() && !file.times.empty()) {
-    const double gap = file.times.front() - (loaded.times.back() + 1 / loaded.sampling_frequency);
-    if (gap > longest_gap) {
-      warn("\nWARNING: hole in data {} seconds\n\n", gap);
-    }
+    check_gap(loaded, path, file.times.front());
   }
   const double frequency = file.header.sampling_frequency;
   if (loaded.sampling_frequency > 0 && frequency != loaded.sampling_frequency) {
@@ -130,6 +135,42 @@ void append_file(LoadedSeries& loaded, const std::string& path, KorLa::Korla_Bas
   append(loaded.times, file.times, count);
 }
 
+/// The station's name. A number without one ends the program.
+const char* station_name(const std::string& path, std::uint8_t number) {
+  if (!KorLa::station_names.contains(number)) {
+    warn("WARNING: {}: station number {} has no name, the run ends\n", path, number);
+  }
+  return KorLa::station_names.at(number);
+}
+
+/// Reads the coordinates of a file, and joins it to the run.
+void join_file(LoadedSeries& loaded, const std::string& path, KorLa::Korla_Base& file) {
+  const std::string coordinates = read_array(path);
+  const JoinedFile next = {path, station_name(path, file.header.station), file.channels.size(),
+                           array_geometry.pos, loaded.times.size()};
+  // An array that stays what it was is judged once.
+  if (loaded.files.empty() || loaded.files.back().positions != next.positions) {
+    check_array(coordinates, array_geometry);
+  }
+  if (loaded.files.empty()) {
+    begin_run(loaded, file);
+  } else {
+    check_continuation(loaded, path, file);
+    check_same_array(loaded.files, next);
+  }
+  append_file(loaded, path, file);
+  loaded.files.push_back(next);
+}
+
+/// Why open_series could make nothing of a file.
+std::string why_unreadable(const std::string& path) {
+  KorLa::FileStatus status{};
+  if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0) {
+    return std::generic_category().message(errno);
+  }
+  return S_ISREG(status.st_mode) ? "not a station file" : "not a regular file";
+}
+
 }  // namespace
 
 LoadedSeries gather(const std::vector<std::string>& files) {
@@ -145,16 +186,10 @@ LoadedSeries gather(const std::vector<std::string>& files) {
     protect_input(path);
     const std::unique_ptr<KorLa::Korla_Base> file = KorLa::open_series(path, 0.0, true);
     if (!file) {
-      warn("WARNING: can't read {}, skipping it\n", path);
+      warn("WARNING: can't read {}, skipping it: {}\n", path, why_unreadable(path));
       continue;
     }
-    read_array(path);
-    if (loaded.first_path.empty()) {
-      begin_run(loaded, path, *file);
-    } else {
-      check_continuation(loaded, path, *file);
-    }
-    append_file(loaded, path, *file);
+    join_file(loaded, path, *file);
   }
   if (!(loaded.sampling_frequency > 0)) {
     fail("Can't determine sample frequency\n");

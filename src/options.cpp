@@ -12,6 +12,7 @@
 #include <getopt.h>
 #include <gsl/narrow>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -112,7 +113,9 @@ void set_type(const char* value) {
 void set_coordinate_file(const char* value) {
   settings.coord_file = value;
   settings.coord_loaded = true;
-  read_coordinates(settings.coord_file);
+  if (read_coordinates(settings.coord_file)) {
+    warn("WARNING: {}: can't open this coordinate file, using the default triangle\n", value);
+  }
 }
 
 void set_entropy(const char*) {
@@ -325,20 +328,34 @@ Apply find_action(int code) {
   return nullptr;
 }
 
+/// Does what an option asks for. The errors of the standard conversions, which nothing catches,
+/// name neither the option nor its value: a line before them does.
+void apply_option(Apply apply, const std::string& name, const char* value) {
+  try {
+    apply(value);
+  } catch (const std::logic_error&) {
+    warn("Error: can't use \"{}\" for {}\n", value, name);
+    throw;
+  }
+}
+
 void read_options(std::vector<char*>& arguments) {
   const std::vector<option> table = parser_table();
   const char* program = arguments[0];
   const auto count = static_cast<int>(arguments.size() - 1);
   int code = 0;
-  while ((code = getopt_long(count, arguments.data(), short_letters, table.data(), nullptr)) !=
-         -1) {
+  int row = 0;  // of a long option
+  while ((code = getopt_long(count, arguments.data(), short_letters, table.data(), &row)) != -1) {
     if (code == '?') {
       usage(program);
     }
     if (code == 'w' || code == 'W') {
       show_location(optarg, program);
     } else if (const Apply apply = find_action(code)) {
-      apply(optarg);
+      const std::string name = code >= first_row
+                                   ? fmt::format("--{}", table[static_cast<std::size_t>(row)].name)
+                                   : fmt::format("-{}", static_cast<char>(code));
+      apply_option(apply, name, optarg);
     } else {
       warn("?? getopt returned character code {:o} ??\n", code);
     }

@@ -66,7 +66,7 @@ struct Settings {
   bool normalize = true;         ///< normalise the windows before they are correlated
   int compact = 1;               ///< divides the width of the plot, at least 1
   std::string title;             ///< plot title; empty: the first file's name
-  std::string external;          ///< name given with --external
+  std::string external;          ///< name given with --external; nothing reads it
   std::string coord_file;        ///< coordinate file given with -x
   bool coord_loaded = false;     ///< -x is in force
   bool range_set = false;        ///< only windows that start in the time range count

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace tavrik {
 
@@ -12,6 +13,9 @@ namespace {
 
 /// Windows in the shortest passage: three steps one way are rarely an accident.
 constexpr std::size_t n_windows_least = 4;
+
+/// The least turn of a passage, degrees: a steady source wavers by less.
+constexpr double least_turn = 10;
 
 /// Smoothed samples without their mean. At either end the weights of the two samples that are there
 /// are scaled to add up to 1.
@@ -80,6 +84,38 @@ int sense(double step) {
     return 0;
   }
   return step > 0 ? 1 : -1;
+}
+
+/// The middle value, of an even number the mean of the middle two; 0 of none.
+double median(std::vector<double> values) {
+  if (values.empty()) {
+    return 0;
+  }
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  if (values.size() % 2 == 1) {
+    return *middle;
+  }
+  return (*std::max_element(values.begin(), middle) + *middle) / 2;
+}
+
+/// Whether a window follows the one before it without a hole.
+bool follows(const ResultRecord& before, const ResultRecord& record, double longest_step) {
+  const double passed = record.time - before.time;
+  return passed > 0 && passed <= longest_step;
+}
+
+/// The turn that a passage must exceed: what steps of the usual size add up to by chance.
+double usual_turn(std::span<const ResultRecord> records, double longest_step) {
+  std::vector<double> steps;
+  for (std::size_t i = 1; i < records.size(); ++i) {
+    const double step = std::fabs(fold(records[i].az - records[i - 1].az));
+    if (follows(records[i - 1], records[i], longest_step) && !std::isnan(step)) {
+      steps.push_back(step);
+    }
+  }
+  constexpr double usual_steps = 3;  // those of the shortest passage
+  return usual_steps * median(std::move(steps));
 }
 
 Passage summarise(std::span<const ResultRecord> run) {
@@ -161,20 +197,24 @@ AutocorrelationStatistics Autocorrelation::measure(std::span<const double> sampl
 
 std::vector<Passage> find_passages(std::span<const ResultRecord> records, double longest_step,
                                    double level) {
+  const double usual = usual_turn(records, longest_step);
   std::vector<Passage> passages;
   std::size_t first = 0;  // of the present run
   int run_sense = 0;
   const auto end_run = [&](std::size_t last) {
     if (run_sense != 0 && last + 1 - first >= n_windows_least) {
-      passages.push_back(summarise(records.subspan(first, last + 1 - first)));
+      const Passage passage = summarise(records.subspan(first, last + 1 - first));
+      const double turn = std::fabs(passage.turn);
+      if (turn >= least_turn && turn > usual) {
+        passages.push_back(passage);
+      }
     }
   };
   for (std::size_t i = 1; i < records.size(); ++i) {
     const ResultRecord& before = records[i - 1];
     const ResultRecord& record = records[i];
-    const double passed = record.time - before.time;
     const bool connected =
-        passed > 0 && passed <= longest_step && before.quality >= level && record.quality >= level;
+        follows(before, record, longest_step) && before.quality >= level && record.quality >= level;
     const int step = connected ? sense(fold(record.az - before.az)) : 0;
     if (step != run_sense) {
       // The window before the new step ends the old run and begins the new one.

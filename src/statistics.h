@@ -73,7 +73,9 @@ struct Passage {
 /// same way. A step of 180 degrees or of less than the 1e-6 that is written ends a run, and so does
 /// a hole in the data: a window that begins more than longest_step seconds after the one before, or
 /// not after it. Where the sense changes, the window at the turning point belongs to both runs.
-/// This is this program's own definition.
+/// Runs of the small steps that any source shows are none: a passage turns by at least 10 degrees,
+/// and by more than three times the median of the series' absolute steps between windows without a
+/// hole between them, whatever their quality. This is this program's own definition.
 std::vector<Passage> find_passages(std::span<const ResultRecord> records, double longest_step,
                                    double level);
 

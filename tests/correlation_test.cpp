@@ -91,12 +91,13 @@ TEST(divide_by_peak, makes_the_highest_value_exactly_one) {
 }
 
 TEST(find_lags, takes_the_peak_at_the_largest_lag) {
-  // A series, its lag, and where its peak is; -1: the value stays as it was.
+  // A series, its lag, and where its peak is; -1: at an end, the value stays as it was; -2:
+  // nowhere.
   const std::tuple<Series, double, int> table[] = {
       {{0, 0.25, 1, 0.75, 0}, 0.25, 2}, {{0, 1, 1, 0, 0}, -0.5, 2},
       {{0.5, 1, 0.5, 0, 0}, -1, 1},     {{0, 0.5, 0.75, 0.5, 1}, 2, -1},
       {{1, 0.5, 0.75, 0.5, 0}, -2, -1}, {{1, 0, 1, 0, 0}, 0, 2},
-      {{0, 0, 0, 0, 0}, 0, -1},         {{0, 0, 1 - 0x1p-53, 1 + 0x1p-52, 0}, 0, -1},
+      {{0, 0, 0, 0, 0}, 0, -2},         {{0, 0, 1 - 0x1p-53, 1 + 0x1p-52, 0}, 0, -2},
       {{0.5, 1, 0.5, nan, nan}, -1, 1}, {{nan, nan, 0.5, 1, 0.5}, 1, 3},
   };
 
@@ -110,7 +111,7 @@ TEST(find_lags, takes_the_peak_at_the_largest_lag) {
       const auto& [series, lag, peak] = table[(i + p) % std::size(table)];
       norm[p] = series;
       expected_lags[p] = lag;
-      expected_values[p] = peak < 0 ? 9 : crs[p].at(peak);
+      expected_values[p] = peak == -2 ? 0 : peak == -1 ? 9 : crs[p].at(peak);
     }
     tavrik::find_lags(norm, crs, values, lags, 2);
     EXPECT_EQ(lags, expected_lags);

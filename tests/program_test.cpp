@@ -68,6 +68,8 @@ class program : public testing::Test {
     inputs.write("none.ko24", support::Ko24File(fields).bytes());
     fields.n_channels = 2;
     inputs.write("two.ko24", support::Ko24File(fields).add_values({1, 2, 3, 4}).bytes());
+    event.station = 77;
+    write_ko24(inputs / "nameless.ko24", event, 1);
   }
 
   /// Two minutes of a wave from the west-north-west at 20 Hz: 36 windows of 128 samples, every 64.
@@ -116,8 +118,19 @@ TEST_F(program, runs) {
   const std::string version = tavrik::version_line() + "\nCrsfilter:0\n";
   const std::string plain = "--quiet -g0 -c -s64 ";
   const std::string skipped =
-      "WARNING: can't read x.ko24, skipping it\n"
-      "WARNING: can't read *.ko24, skipping it\n";
+      "WARNING: can't read x.ko24, skipping it: No such file or directory\n"
+      "WARNING: can't read *.ko24, skipping it: No such file or directory\n";
+  const std::string constant =
+      "WARNING: silent.ko24: channel 1 is constant in 3 of 3 windows: azimuths mean nothing\n"
+      "WARNING: silent.ko24: channel 2 is constant in 3 of 3 windows: azimuths mean nothing\n"
+      "WARNING: silent.ko24: channel 3 is constant in 3 of 3 windows: azimuths mean nothing\n";
+  const std::string nameless =
+      "WARNING: nameless.ko24: station number 77 has no name, the run ends\n"
+      "Error: nameless.ko24: map::at\n";
+  const std::string one_time =
+      "WARNING: a.az: begins 120.00 seconds before a.ko24 ends, times of windows may be wrong\n";
+  const std::string no_coordinates =
+      "WARNING: none: can't open this coordinate file, using the default triangle\n";
   const std::string coordinates =
       "src/geometry:???:: debug: M?1?: x: 0 y: 0\nM?2?: x: -75 y: 0\nM?3?: x: 0 y: -75\n";
   const std::string checks =
@@ -145,9 +158,18 @@ TEST_F(program, runs) {
       {"--quiet --range=0-1e300", 0, none, ""},
       // The level of an option that the user typed counts from the start, that of a response file
       // only where it is read.
-      {"--quiet -x none --debug", 0, coordinates + coordinates + checks + none, ""},
-      {"--quiet -x none @options", 0, coordinates + checks + none, "", "echo --debug >options"},
-      {"-l abc", -SIGABRT, "Error: stoul\n", ""},
+      {"--quiet -x none --debug", 0, coordinates + no_coordinates + coordinates + checks + none,
+       ""},
+      {"--quiet -x none @options", 0, no_coordinates + coordinates + checks + none, "",
+       "echo --debug >options"},
+      {plain + "-x none a.ko24", 0, no_coordinates, a},
+      {plain + "-x wrong a.ko24", -SIGABRT,
+       "Coord-file: wrong\nError: can't use \"wrong\" for -x\nError: array::at*\n", "",
+       "printf '\n1 2 5\n0 0\n-100 0\n0 -100\n' >wrong"},
+      {"-l abc", -SIGABRT, "Error: can't use \"abc\" for -l\nError: stoul\n", ""},
+      {plain + "--range=9-5 a.ko24", 0,
+       "WARNING: the range 9-5 does not end after it begins, no window is in it\n",
+       "a.az 0, a.caz 0"},
       {"--lsq-len=-1", -SIGABRT, version + "Error: narrowing_error\n", ""},
       {plain + "none.ko24", -SIGABRT, "Error: No channels in none.ko24 (channel count 0)\n", ""},
       {plain + "two.ko24", -SIGABRT, "Error: two.ko24 has too few channels (2), 3 are needed\n",
@@ -155,6 +177,18 @@ TEST_F(program, runs) {
       {plain + "cut.ko24", -SIGABRT, "Error: cut.ko24: Unknown magic chan\n", ""},
       {plain + "--no-join a.ko24 short.ko24", -SIGABRT,
        "Error: short.ko24: Unknown version (32) of an ko24 file\n", a},
+      {plain + "a.ko24 nameless.ko24", -SIGABRT, nameless, ""},
+      {plain + "--no-join a.ko24 nameless.ko24 b.ko24", -SIGABRT, nameless, a},
+      {plain + "--no-join a.ko24 folder b.ko24", 1,
+       "WARNING: can't read folder, skipping it: not a regular file\n"
+       "Can't determine sample frequency\n",
+       a, "mkdir folder"},
+      // An empty line of a response file is an empty name.
+      {plain + "@list", 0, "WARNING: 2 empty file names skipped\n", "a.az 73, a.caz 73",
+       "printf 'a.ko24\n\n\nb.ko24\n' >list"},
+      {plain + "--no-join @list", 0, "WARNING: 1 empty file name skipped\n",
+       a + ", b.az 36, b.caz 36", "printf '\na.ko24\nb.ko24\n' >list"},
+      {plain + "@list", 0, "WARNING: 1 empty file name skipped\n" + none, "", "echo >list"},
       {"-g0 -c -s64 -l128 -h --partial --lltmp --crn a.ko24", 0,
        "Stepsize is 64\nLength is 128\n" + version +
            "Coord-file: a.coords\n\n1 2 3\n0 0\n-100 0\n0 -100\n\n"
@@ -162,7 +196,7 @@ TEST_F(program, runs) {
        a + ", a.coords 5, a.crn 108, a.hst 180, a.lltmp 36, a.part 36",
        "printf '\n1 2 3\n0 0\n-100 0\n0 -100\n' >a.coords"},
       // Without joining, patterns are skipped.
-      {plain + "--no-join *.ko24 a.ko24 b?.ko24 silent.ko24 ?", 0, "",
+      {plain + "--no-join *.ko24 a.ko24 b?.ko24 silent.ko24 ?", 0, constant,
        a + ", silent.az 3, silent.caz 3", "cp a.ko24 '*.ko24'; cp a.ko24 'b?.ko24'"},
       {plain + "x.ko24 a.ko24 *.ko24 b.ko24", 0, skipped, "a.az 73, a.caz 73"},
       {plain + "x.ko24 *.ko24", 1, skipped + "Can't determine sample frequency\n", ""},
@@ -174,7 +208,8 @@ TEST_F(program, runs) {
       {plain + "a.az", 0, "Can't open a.az\n", "a.az the event, a.caz 36", "cp a.ko24 a.az"},
       {plain + "a.ko24", 0, "Can't open a.caz\n", "a.az 36, a.caz the event", "ln a.ko24 a.caz"},
       {plain + "a.ko24", 0, "Can't open a.az\n", "a.az the event, a.caz 36", "ln -s a.ko24 a.az"},
-      {plain + "a.ko24 a.az", 0, "Can't open a.az\n", "a.az the event, a.caz 73", "cp a.ko24 a.az"},
+      {plain + "a.ko24 a.az", 0, one_time + "Can't open a.az\n", "a.az the event, a.caz 73",
+       "cp a.ko24 a.az"},
       {plain + "--no-join a.ko24 a.az", 0, "Can't open a.az\nCan't open a.az\n",
        "a.az the event, a.caz 36", "cp a.ko24 a.az"},
       {plain + "-x a.az a.ko24", 0,

@@ -157,7 +157,7 @@ class station_files : public FreshState {
       const std::string what = error.what();  // the standard library's own details left out
       text = fmt::format("throws {:?}\n", what.substr(0, what.find(": __n")));
     }
-    const std::string said = quote(captured.take());
+    const std::string said = quote(std::regex_replace(captured.take(), std::regex(path), "PATH"));
     KorLa::debug = false;
     text = (series ? describe_series(path, *series) : text) + said;
     text = std::regex_replace(text, std::regex(path), "PATH");

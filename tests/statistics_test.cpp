@@ -117,6 +117,7 @@ std::vector<ResultRecord> windows_of(const std::vector<Turn>& turns) {
   return records;
 }
 
+// A steady source before and after keeps the usual step at 0.
 TEST(find_passages, are_runs_of_one_sense) {
   const struct {
     const char* name;
@@ -130,18 +131,23 @@ TEST(find_passages, are_runs_of_one_sense) {
       {"turning point", {{10}, {20}, {30}, {40}, {30}, {20}, {10}}, {{0, 30}, {3, -30}}},
       {"stands still", {{0}, {10}, {20}, {30}, {30}, {40}, {50}, {70}}, {{0, 30}, {4, 40}}},
       {"half a circle", {{0}, {10}, {20}, {30}, {210}, {220}, {230}, {240}}, {{0, 30}, {4, 30}}},
-      {"no direction", {{0}, {10}, {20}, {30}, {nan}, {5}, {6}, {7}, {8}}, {{0, 30}, {5, 3}}},
-      {"no quality", {{0, 1, 9.99}, {1}, {2}, {4}, {5, 1, 20}, {6, 1, nan}, {7}}, {{1, 4}}},
+      {"no direction", {{0}, {10}, {20}, {30}, {nan}, {5}, {15}, {25}, {35}}, {{0, 30}, {5, 30}}},
+      {"no quality", {{0, 1, 9.99}, {10}, {20}, {40}, {50, 1, 20}, {60, 1, nan}, {70}}, {{1, 40}}},
       {"a small hole", {{10}, {20}, {30}, {40, 1.1}, {50}, {60}, {70}}, {{0, 60}}},
-      {"holes", {{0}, {1, 9}, {2, 2.1}, {3}, {4}, {5}, {6, 1.2}}, {{11.1, 3}}},
+      {"holes", {{0}, {10, 9}, {20, 2.1}, {30}, {40}, {50}, {60, 1.2}}, {{11.1, 30}}},
       {"back in time", {{10}, {20}, {30}, {40, 0}, {50}, {60}, {70}}, {{2, 30}}},
       {"a step that is not written", {{10}, {20}, {30}, {30 + 4e-7}, {40}, {50}}, {}},
+      {"less than 10 degrees", {{0}, {3}, {6}, {9.999}}, {}},
+      {"10 degrees", {{0}, {3}, {6}, {10}}, {{0, 10}}},
       {"nothing", {}, {}},
   };
 
   for (const auto& row : table) {
     SCOPED_TRACE(row.name);
-    const auto passages = find_passages(windows_of(row.turns), 1.125, 10);
+    std::vector<Turn> turns = row.turns;
+    turns.push_back({0, 9});
+    turns.insert(turns.end(), 20, {0});
+    const auto passages = find_passages(windows_of(turns), 1.125, 10);
     ASSERT_EQ(passages.size(), row.found.size());
     for (std::size_t i = 0; i < passages.size(); ++i) {
       EXPECT_DOUBLE_EQ(passages[i].start, 1000 + row.found[i].first);
@@ -149,12 +155,37 @@ TEST(find_passages, are_runs_of_one_sense) {
       EXPECT_DOUBLE_EQ(passages[i].rate, passages[i].turn / passages[i].duration);
     }
   }
-  const auto passages = find_passages(windows_of({{0}, {1}, {2}, {4, 1, 20}, {9, 1, 25}}), 1, 10);
+  const auto passages =
+      find_passages(windows_of({{0}, {10}, {20}, {40, 1, 20}, {90, 1, 25}}), 1, 10);
   EXPECT_EQ(passages.at(0).duration, 4);
   EXPECT_EQ(passages[0].first_az, 0);
-  EXPECT_EQ(passages[0].last_az, 9);
+  EXPECT_EQ(passages[0].last_az, 90);
   EXPECT_DOUBLE_EQ(passages[0].vel2, 1302);
   EXPECT_DOUBLE_EQ(passages[0].quality, 15);
+}
+
+TEST(find_passages, turn_by_more_than_three_usual_steps) {
+  const struct {
+    const char* name;
+    std::vector<Turn> turns;
+    std::size_t found;
+  } table[] = {
+      {"as much", {{0}, {350}, {340}, {330}}, 0},
+      {"more", {{0}, {350}, {340}, {329}}, 1},
+      {"above the lower of two middle steps",
+       {{0}, {10}, {20}, {30}, {40}, {20}, {40}, {20}, {40}},
+       0},
+      {"as much as the upper of two middle steps", {{0}, {10}, {20}, {40}, {60}}, 1},
+      {"holes", {{0}, {10}, {20}, {31}, {100, 9}, {200, 9}, {300, 9}, {40, 9}}, 1},
+      {"no direction", {{0}, {10}, {20}, {31}, {nan}, {100}, {nan}, {200}, {nan}}, 1},
+      {"whatever their quality",
+       {{0}, {10}, {20}, {31}, {99, 1, 1}, {9, 1, 1}, {99, 1, 1}, {9}},
+       0},
+  };
+
+  for (const auto& [name, turns, found] : table) {
+    EXPECT_EQ(find_passages(windows_of(turns), 1.125, 10).size(), found) << name;
+  }
 }
 
 /// The statistics of a whole run.
@@ -183,11 +214,12 @@ class statistics : public FreshState {
 };
 
 // Two recordings, the second some time after the first or over its end: the source is elsewhere by
-// then. No passage goes on from one to the other.
+// then. No passage goes on from one to the other. A steady source makes none.
 TEST_F(statistics, follow_a_source_around_the_array_as_far_as_the_data_go) {
   settings.cstep = 32;
   settings.vortex = settings.histogram = settings.center_time = true;
-  for (const auto& [turn, later] : {std::pair{3.0, 3600.0}, {-3.0, 241.0}, {3.0, -1000.0}}) {
+  for (const auto& [turn, later] :
+       {std::pair{3.0, 3600.0}, {-3.0, 241.0}, {3.0, -1000.0}, {0.0, 3600.0}}) {
     SCOPED_TRACE(later);
     recording::Scene scene;
     scene.length = 240;
@@ -201,6 +233,7 @@ TEST_F(statistics, follow_a_source_around_the_array_as_far_as_the_data_go) {
     run(files);
     double total = 0;
     const auto passages = numbers("a.vaz");
+    EXPECT_EQ(passages.empty(), turn == 0);
     for (const auto& passage : passages) {
       total += passage[4];
       EXPECT_LT(passage[1], scene.length);

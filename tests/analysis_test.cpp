@@ -127,7 +127,7 @@ TEST_F(analyse, takes_windows_in_the_range_without_a_hole) {
     std::size_t length;
     int step;
     std::vector<std::pair<double, int>> windows;  // the first of some that are a step apart
-    std::string said = "";
+    std::string said = {};
     double from = -1e6, to = 1e6;
   } table[] = {
       {{{0, 0}}, 8, 8, {}, "WARNING: 0 has too few samples (0) for a window of 8\n"},
@@ -212,6 +212,7 @@ TEST_F(analyse, derives_the_lags_from_the_first_files_frequency) {
     EXPECT_EQ(status, row.lag == 0 ? 1 : -1);
     EXPECT_THAT(said, HasSubstr(row.said));
     EXPECT_EQ(said.find("Setting"), said.rfind("Setting"));
+    EXPECT_TRUE(row.lag > 0 || said.find("begins") == said.npos);  // nobody knows
     if (row.lag > 0) {
       EXPECT_EQ(gathered_max_lag(path), row.lag);
     }
@@ -376,7 +377,7 @@ TEST_F(analyse, judges_lags_and_levels) {
   for (const auto& row : table) {
     SCOPED_TRACE(&row - table);
     Channels channels(3, std::vector<std::int32_t>(641));
-    for (std::size_t i = 0; i < 3 * 641; ++i) {
+    for (std::size_t i = 0; i < 3UL * 641; ++i) {
       const std::size_t place = i / 3 + (i % 3 == 1 && i / 3 < 64 * row.late ? 8 : 0);
       const double phase = static_cast<double>(place) * std::numbers::pi / 32;
       channels[i % 3][i / 3] = static_cast<std::int32_t>(std::lround(1e4 * std::sin(phase)));

@@ -324,6 +324,7 @@ class damage : public formats {
 // dates a file, or where nothing in a file shows how many blocks it had.
 TEST_F(damage, is_never_hidden) {
   constexpr std::size_t longest_head = 160;
+  unsigned seed = 0;
   int n_right = 0, n_said = 0, n_errors = 0;
   for (const Storage& storage : all_formats) {
     write_recording(path, recorded, storage);
@@ -332,7 +333,7 @@ TEST_F(damage, is_never_hidden) {
     const double bytes_per_second = static_cast<double>(file.size()) / length;
     said = messages_of(file);
     ASSERT_TRUE(directions_fit(0, 0) && times_fit());
-    for (unsigned seed = 0; seed < 134; ++seed) {
+    for (const unsigned next = seed + 134; seed < next; ++seed) {
       std::mt19937 random(seed);
       const Part part = choose_part(file, storage, random);
       const std::string messages = messages_of(damaged(file, part, random));
@@ -353,7 +354,7 @@ TEST_F(damage, is_never_hidden) {
   // Of 2,010.
   EXPECT_GT(n_right, 300);
   EXPECT_GT(n_said, 1000);
-  EXPECT_GT(n_errors, 50);
+  EXPECT_GT(n_errors, 30);
 }
 
 /// Two windows of samples for as many channels as the fields say.

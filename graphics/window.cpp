@@ -3,13 +3,29 @@
 #include "graphics/window.h"
 
 #include <dlfcn.h>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include "graphics/mode.h"
 
 namespace gr {
 
+namespace {
+
+/// The module's full path, empty if it can't be told. A name alone would be searched for where the
+/// environment says, even in the current folder, whose files may be anybody's.
+std::string module_path() {
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? "" : (program.parent_path() / TAVRIK_WINDOW_FOLDER / window_module).string();
+}
+
+}  // namespace
+
 const WindowDriver* load_window_driver() {
-  void* module = dlopen(window_module, RTLD_NOW | RTLD_LOCAL);
+  const std::string path = module_path();
+  void* module = path.empty() ? nullptr : dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (module == nullptr) {
     return nullptr;
   }

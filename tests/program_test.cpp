@@ -215,10 +215,7 @@ TEST_F(program, runs) {
       {plain + "-x a.az a.ko24", 0,
        "Coord-file: a.az\nCoord-file: a.az\nCoord-file: a.az\nCan't open a.az\n",
        "a.az 5, a.caz 36", "printf '\n1 2 3\n0 0\n-75 0\n0 -75\n' >a.az"},
-      // Neither a driver that would do nor a module that can't be loaded makes a window.
       {"--quiet a.ko24", 1, no_screen, "", hide_screen},
-      {"--quiet a.ko24", 1, no_screen, "tavrik_window.so 0",
-       hide_screen + "; >tavrik_window.so; export LD_LIBRARY_PATH=. SDL_VIDEODRIVER=dummy"},
       {"--quiet -g0 a.ko24", 0, "", "", hide_screen},
   };
   for (const Row& row : table) {

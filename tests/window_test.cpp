@@ -222,6 +222,14 @@ TEST_F(window, leaves_signals_alone) {
   }
 }
 
+/// What lies in the current folder may be anybody's, also where the environment names that folder.
+TEST_F(window, takes_no_module_from_the_current_folder) {
+  const support::Ended end =
+      support::run_program(folder_.path().string(), {"--save-and-exit", "a.ko24"},
+                           ">tavrik_window.so; export LD_LIBRARY_PATH=: SDL_VIDEODRIVER=dummy");
+  EXPECT_EQ(end.status, 0) << end.error;
+}
+
 /// A run that only saves its picture draws it screen by screen, and nobody sees a window.
 TEST_F(window, stays_hidden_in_a_run_that_saves_and_ends) {
   start({"--save-and-exit", "-g1"});

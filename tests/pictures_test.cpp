@@ -132,6 +132,7 @@ class plots : public FreshState {
   static void open_canvas(std::vector<std::string> options) {
     options.insert(options.begin(), {"tavrik", "--quiet"});
     std::vector<char*> arguments;
+    arguments.reserve(options.size() + 1);
     for (std::string& option : options) {
       arguments.push_back(option.data());
     }

@@ -63,7 +63,7 @@ class results : public FreshState {
       files[entry.path().filename()] = folder.read(entry.path().filename().string());
     }
     for (const auto& [name, contents] : files) {
-      text += "== " + name + "\n" + contents;
+      text.append("== ").append(name).append("\n").append(contents);
     }
     return text;
   }

@@ -170,7 +170,8 @@ Image VirtualScreen::image() const {
     return {};
   }
   const auto* pixels = reinterpret_cast<const std::uint32_t*>(shown->data);
-  Image image = {shown->width, shown->height, {pixels, pixels + shown->width * shown->height}};
+  const auto size = static_cast<std::ptrdiff_t>(shown->width) * shown->height;
+  Image image = {shown->width, shown->height, {pixels, pixels + size}};
   XDestroyImage(shown);
   return image;
 }

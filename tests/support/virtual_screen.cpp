@@ -25,7 +25,7 @@ constexpr const char* server_command =
 
 /// Whether something becomes true in time.
 bool becomes_true(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(5);
   bool is_true = condition();
   while (!is_true && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

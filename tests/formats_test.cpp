@@ -445,6 +445,9 @@ TEST_F(formats, are_refused_what_they_have_no_room_for) {
   EXPECT_EQ(refused({binary_plain, {}, {10, 10}}), "the format has no room for a gap");
   EXPECT_EQ(refused({text, 128, {7.05, 10}}), "the gap begins too early");
   EXPECT_FALSE(std::filesystem::exists(path));
+  const Recording short_one = {18, 1456812000, 0, std::vector<Counts>(3, Counts(1000))};
+  write_recording(path, short_one,
+                  {text, 128, {128 / 18.0, 10}});  // right after a block: not early
   write_recording(path, {18, 0, 0, std::vector<Counts>(126, Counts(2))}, {tm4});
   EXPECT_EQ(KorLa::open_series(path, 0, false)->samples.size(), 126U);
 }

@@ -4,13 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csetjmp>
-#include <fcntl.h>
-#include <filesystem>
 #include <memory>
 #include <png.h>
-#include <unistd.h>
 #include <zlib.h>
 
 // libpng reports errors by a jump to the last setjmp. The functions that call setjmp hold nothing
@@ -132,61 +128,6 @@ class Reader {
   png_infop info_;
 };
 
-/// A file under construction beside its final place; removed unless it gets there.
-class Draft {
- public:
-  /// Makes a file of a name that nobody has. get() is null if there can't be one.
-  explicit Draft(const std::filesystem::path& folder) {
-    const std::string start = (folder / ".png-").string() + std::to_string(getpid());
-    for (int attempt = 0; attempt < 100; ++attempt) {
-      name_ = start + '-' + std::to_string(attempt);
-      const int descriptor =
-          open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode_t{0666});
-      if (descriptor >= 0) {
-        file_.reset(fdopen(descriptor, "wb"));
-        return;
-      }
-      if (errno != EEXIST) {
-        break;
-      }
-    }
-    name_.clear();
-  }
-
-  Draft(const Draft&) = delete;
-  Draft& operator=(const Draft&) = delete;
-
-  ~Draft() {
-    if (!name_.empty()) {
-      unlink(name_.c_str());
-    }
-  }
-
-  std::FILE* get() const { return file_.get(); }
-
-  /// Closes the file and moves it to its place.
-  SaveResult finish(const std::string& path) {
-    if (std::fclose(file_.release()) != 0) {
-      return SaveResult::cannot_write;
-    }
-    if (rename(name_.c_str(), path.c_str()) != 0) {
-      return SaveResult::cannot_open;
-    }
-    name_.clear();
-    return SaveResult::saved;
-  }
-
- private:
-  std::string name_;  ///< empty when there is nothing to remove
-  File file_;
-};
-
-/// Writes to what can't be replaced: a device or a pipe.
-SaveResult write_in_place(const Canvas& canvas, const Palette& palette, const std::string& path) {
-  const File file(std::fopen(path.c_str(), "wb"));
-  return file ? save_png(canvas, palette, file.get()) : SaveResult::cannot_open;
-}
-
 bool has_picture_size(const Canvas& canvas) {
   return canvas.width > 0 && canvas.width <= largest_picture && canvas.height > 0 &&
          canvas.height <= largest_picture;
@@ -194,9 +135,9 @@ bool has_picture_size(const Canvas& canvas) {
 
 }  // namespace
 
-SaveResult save_png(const Canvas& canvas, const Palette& palette, std::FILE* stream) {
+bool save_png(const Canvas& canvas, const Palette& palette, std::FILE* stream) {
   if (!has_picture_size(canvas)) {
-    return SaveResult::cannot_write;
+    return false;
   }
   // Indices that were never allocated are black.
   const auto highest = *std::max_element(canvas.pixels.begin(), canvas.pixels.end());
@@ -207,29 +148,7 @@ SaveResult save_png(const Canvas& canvas, const Palette& palette, std::FILE* str
     colors.at(i) = {color.red, color.green, color.blue};
   }
   const bool written = Writer().write(canvas, colors.data(), static_cast<int>(n_colors), stream);
-  return std::fflush(stream) == 0 && written ? SaveResult::saved : SaveResult::cannot_write;
-}
-
-SaveResult save_png(const Canvas& canvas, const Palette& palette, const std::string& path) {
-  std::error_code ignored;
-  const auto status = std::filesystem::status(path, ignored);
-  std::string target = path;
-  if (std::filesystem::exists(status)) {
-    if (!std::filesystem::is_regular_file(status)) {
-      return write_in_place(canvas, palette, path);
-    }
-    if (access(path.c_str(), W_OK) != 0) {
-      return SaveResult::cannot_open;
-    }
-    target = std::filesystem::canonical(path, ignored).string();  // a link stays a link
-  }
-  const std::filesystem::path folder = std::filesystem::path(target).parent_path();
-  Draft draft(folder.empty() ? "." : folder);
-  if (draft.get() == nullptr) {
-    return SaveResult::cannot_open;
-  }
-  const SaveResult result = save_png(canvas, palette, draft.get());
-  return result == SaveResult::saved ? draft.finish(target) : result;
+  return std::fflush(stream) == 0 && written;
 }
 
 std::optional<Picture> load_png(const std::string& path) {

@@ -22,6 +22,7 @@
 #include "src/settings.h"
 #include "src/spectrum.h"
 #include "src/statistics.h"
+#include "src/stop_signals.h"
 
 namespace tavrik {
 
@@ -227,15 +228,15 @@ ResultRecord analyse_window(WindowWork& work, const LoadedSeries& data, std::siz
   return record;
 }
 
-/// Says now and then how far the run is, and hands the lines so far to the system, so that a run
-/// that is killed loses a second's work at most.
+/// Says now and then how far the run is, and hands the lines so far to the system, for those who
+/// read a pipe while they come.
 class Watch {
  public:
   /// Returns whether the run is to go on.
   bool look(std::size_t done, std::size_t total) {
     constexpr int windows_between_looks = 256;
     if (++windows_ % windows_between_looks != 0) {
-      return true;
+      return stop_signal() == 0;
     }
     progress_.show(done, total);
     if (Clock::now() >= next_flush_) {
@@ -254,16 +255,14 @@ class Watch {
 };
 
 /// Walks the windows, from one start to the next by a step. The last one ends before the last
-/// sample: intended. Returns whether it went to the end.
+/// sample: intended. records: receives what is wanted of the windows; null if nothing is. Returns
+/// whether it went to the end.
 bool walk_windows(WindowWork& work, const LoadedSeries& data, WindowTally& tally,
-                  std::vector<ResultRecord>& records) {
+                  std::vector<ResultRecord>* records) {
   const std::size_t n = data.times.size();
   const std::size_t length = settings.clength;
   const auto step = static_cast<std::size_t>(settings.cstep);
   const double duration = static_cast<double>(length) / work.frequency;
-  if (n > length) {
-    records.reserve(records.size() + (n - length - 1) / step + 1);
-  }
   Watch watch;
   for (std::size_t i = 0; i + length < n; i += step) {
     if (settings.range_set && data.times[i] < settings.range_t0) {
@@ -277,7 +276,9 @@ bool walk_windows(WindowWork& work, const LoadedSeries& data, WindowTally& tally
     }
     const ResultRecord record = analyse_window(work, data, i);
     write_window(record, work.values, work.correlation.crs, work.frequency);
-    records.push_back(record);
+    if (records != nullptr) {
+      records->push_back(record);
+    }
     tally.add(i, work.energy, work.values.lags);
     if (!watch.look(i, n)) {
       return false;
@@ -308,6 +309,21 @@ void check_run(const LoadedSeries& data, const std::string& path) {
   check_level(path, data.max_lag);
 }
 
+/// Whether anything is made of the records when the last window is done. An archive's hours need
+/// not fit into memory.
+bool wants_records() {
+  return settings.graphics_mode != 0 || settings.histogram || settings.vortex;
+}
+
+/// Takes the memory for the records of all windows.
+void reserve_records(const LoadedSeries& data, std::vector<ResultRecord>& records) {
+  const std::size_t n = data.times.size();
+  const auto step = static_cast<std::size_t>(settings.cstep);
+  if (n > settings.clength) {
+    records.reserve(records.size() + (n - settings.clength - 1) / step + 1);
+  }
+}
+
 }  // namespace
 
 bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
@@ -320,23 +336,30 @@ bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
   check_run(data, first.path);
 
   const std::size_t begin = series.records.size();
-  const DataHeader header = {first.path, first.station, data.start_time};
-  open_result_files(header);
   WindowWork work(settings.clength, data.max_lag, settings.lsq_len);
   work.angle = angle_method(settings.primary_direction);
   work.frequency = data.sampling_frequency;
   WindowTally tally(data.files, data.max_lag);
-  const bool whole = walk_windows(work, data, tally, series.records);
-  tally.tell();
-  if (whole) {
-    check_range_met(first.path, data.times, tally.windows());
-    const std::span<const ResultRecord> records(series.records);
-    write_summary(header, records.subspan(begin), work.frequency);
-  } else {
-    warn("WARNING: {} was not analysed to its end\n", first.path);
+  std::vector<ResultRecord>* records = wants_records() ? &series.records : nullptr;
+  if (records != nullptr) {
+    reserve_records(data, *records);
   }
-  close_result_files();
-  return whole;
+  const StopSignals signals;  // from here on there are files that must not be left as they are
+  const DataHeader header = {first.path, first.station, data.start_time};
+  open_result_files(header);
+  const bool whole = walk_windows(work, data, tally, records);
+  if (!whole) {
+    abandon_result_files();
+    tally.tell();
+    warn("WARNING: {} was not analysed to its end\n", first.path);
+    return false;
+  }
+  finish_result_files();
+  tally.tell();
+  check_range_met(first.path, data.times, tally.windows());
+  write_summary(header, std::span(series.records).subspan(begin), work.frequency);
+  finish_result_files();
+  return true;
 }
 
 }  // namespace tavrik

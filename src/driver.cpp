@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 #include "korla/command_log.h"
@@ -25,8 +26,8 @@
 #include "src/plot_surface.h"
 #include "src/progress.h"
 #include "src/response_files.h"
-#include "src/result_stream.h"
 #include "src/run_checks.h"
+#include "src/run_files.h"
 #include "src/settings.h"
 #include "src/usage.h"
 #include "src/viewer.h"
@@ -37,6 +38,9 @@ namespace tavrik {
 namespace {
 
 using FileList = std::vector<std::string>;
+
+/// Every run appends a line to it.
+constexpr const char* log_path = "logfile";
 
 void fix_locale() {
   print("LC_ALL={}\n", std::setlocale(LC_ALL, "C"));
@@ -149,6 +153,9 @@ void run_files(const FileList& files) {
   for (const std::string& file : files) {
     protect_input(file);
   }
+  protect_input(log_path);
+  protect_stream(STDOUT_FILENO);
+  protect_stream(STDERR_FILENO);
   graphics_init(settings.graphics_mode);
   if (settings.graphics_mode != 0) {
     end_is_wanted = end_was_asked;
@@ -171,7 +178,7 @@ int run(int argc, char** argv) {
   std::vector<std::string> strings = expand_response_files(argc, argv);
   std::vector<char*> arguments = pointers(strings);
   const auto count = static_cast<int>(strings.size());
-  KorLa::log_command_line("logfile", count, arguments.data());
+  KorLa::log_command_line(log_path, count, arguments.data());
   fix_time_zone();
   if (count <= 1) {
     usage(count == 1 ? arguments[0] : "tavrik");

@@ -22,6 +22,7 @@
 #include "src/geometry.h"
 #include "src/progress.h"
 #include "src/result_stream.h"
+#include "src/run_files.h"
 #include "src/settings.h"
 
 namespace tavrik {

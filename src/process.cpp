@@ -34,7 +34,7 @@ std::string current_error() {
 
 /// Ends the process abnormally, as any error does that nothing catches.
 [[noreturn]] void tell_and_abort() {
-  close_result_files();
+  abandon_result_files();
   const std::string error = current_error();
   std::string message = "Error: ";
   const std::string* file = file_being_read();
@@ -55,8 +55,10 @@ void guard_process() {
   if (descriptor > 2) {
     close(descriptor);
   }
+  // A closed pipe and a file that may not grow are failed writes.
   std::signal(SIGPIPE, SIG_IGN);
-  std::atexit(close_result_files);
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::atexit(abandon_result_files);
   std::set_terminate(tell_and_abort);
 }
 

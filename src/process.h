@@ -6,8 +6,9 @@
 namespace tavrik {
 
 /// To be called first thing in main. Opens missing standard streams, so that no result file takes
-/// their place; makes a closed pipe a failed write instead of a silent end; and has the result
-/// files closed and the error told, once, whatever way the process ends.
+/// their place; makes a closed pipe, and a file that may not grow, a failed write instead of a
+/// silent end; and has the lines of open result files kept and the error told, once, whatever way
+/// the process ends.
 void guard_process();
 
 }  // namespace tavrik

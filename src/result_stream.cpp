@@ -6,45 +6,64 @@
 #include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <cmath>
-#include <fcntl.h>
+#include <cstring>
 #include <unistd.h>
-
-#include "korla/bytes.h"
 
 #include "src/console.h"
 #include "src/settings.h"
+#include "src/stop_signals.h"
 
 namespace tavrik {
 
 namespace {
 
-constexpr std::size_t buffer_size = 65536;
+constexpr std::size_t usual_buffer = 65536;
 /// No number takes more: the largest double has 309 digits before the point, and 6 follow it.
 constexpr std::size_t longest_number = 400;
 
 void report_lost_lines(ResultStream& stream) {
   stream.failed = true;
-  result_state.output_lost = true;
-  warn("Can't write {}\n", stream.path);
+  report_lost(stream.file);
 }
 
-/// Writes bytes to the file, unless a write has failed before.
-void write_bytes(ResultStream& stream, const char* next, std::size_t left) {
-  while (left > 0 && !stream.failed) {
-    const ssize_t written = write(stream.descriptor, next, left);
+/// Writes bytes to the file; a signal that is to end the run ends a wait for a slow reader. Returns
+/// how many were written.
+std::size_t write_bytes(int descriptor, std::string_view bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = write(descriptor, bytes.data() + done, bytes.size() - done);
     if (written > 0) {
-      next += written;
-      left -= static_cast<std::size_t>(written);
-    } else if (written == 0 || errno != EINTR) {
+      done += static_cast<std::size_t>(written);
+    } else if (written == 0 || errno != EINTR || stop_signal() != 0) {
+      break;
+    }
+  }
+  return done;
+}
+
+/// Hands the first bytes of the buffer to the system.
+void write_lines(ResultStream& stream, std::size_t count) {
+  const std::string_view lines(stream.buffer.data(), count);
+  if (!stream.failed) {
+    const std::size_t written = write_bytes(stream.file.descriptor, lines);
+    // After a failed write the file ends at a line end, too.
+    const std::size_t whole = written < count ? lines.substr(0, written).rfind('\n') + 1 : written;
+    stream.size += static_cast<off_t>(whole);
+    if (written < count) {
       report_lost_lines(stream);
     }
   }
+  stream.used -= count;
+  std::memmove(stream.buffer.data(), stream.buffer.data() + count, stream.used);
 }
 
-/// Room for `size` bytes, at most those of the whole buffer, after what waits there.
+/// Room for `size` bytes after what waits in the buffer.
 char* reserve(ResultStream& stream, std::size_t size) {
   if (stream.used + size > stream.buffer.size()) {
     flush_result(stream);
+  }
+  if (stream.used + size > stream.buffer.size()) {
+    stream.buffer.resize(2 * (stream.used + size));  // a line longer than the buffer
   }
   return stream.buffer.data() + stream.used;
 }
@@ -59,29 +78,23 @@ void put_number(ResultStream& stream, double value, std::chars_format format, in
   stream.used += static_cast<std::size_t>(result.ptr - place);
 }
 
-FileIdentity identity(const KorLa::FileStatus& status) {
-  return {status.st_dev, status.st_ino};
+/// A NaN of a column, as the NaN filter leaves it.
+double filtered(ResultStream& stream, std::size_t column, double value) {
+  if (settings.nan_handler == keep_nan) {
+    return value;
+  }
+  return stream.nans.at(column)++ == 0 ? settings.nan_handler(value) : 0.0;
 }
 
-bool is_input(const KorLa::FileStatus& status) {
-  const auto& inputs = result_state.inputs;
-  return std::find(inputs.begin(), inputs.end(), identity(status)) != inputs.end();
-}
-
-/// Opens a file for writing and empties it, unless it is an input; -1 on failure. The file is
-/// looked at before it is emptied.
-int open_emptied(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) {
-    return -1;
+/// Says how many values were no numbers, beyond those that the filter has told of.
+void tell_nans(const ResultStream& stream) {
+  for (std::size_t column = 0; column < stream.nans.size(); ++column) {
+    const std::size_t count = stream.nans[column];
+    if (count > 1) {
+      warn("WARNING: {}: {} more Nan in column {}, written as 0\n", stream.file.result.path,
+           count - 1, column);
+    }
   }
-  KorLa::FileStatus status{};
-  if (fstat(descriptor, &status) != 0 || is_input(status) ||
-      (S_ISREG(status.st_mode) && ftruncate(descriptor, 0) != 0)) {
-    close(descriptor);
-    return -1;
-  }
-  return descriptor;
 }
 
 }  // namespace
@@ -90,36 +103,14 @@ std::string result_path(const std::string& data_path, const char* extension) {
   return boost::filesystem::path(data_path).replace_extension(extension).string();
 }
 
-void protect_input(const std::string& path) {
-  KorLa::FileStatus status{};
-  if (stat(path.c_str(), &status) == 0) {
-    result_state.inputs.push_back(identity(status));
-  }
-}
-
-bool is_protected(const std::string& path) {
-  KorLa::FileStatus status{};
-  return stat(path.c_str(), &status) == 0 && is_input(status);
-}
-
 bool open_result(ResultStream& stream, const std::string& data_path, const char* extension) {
   stream = ResultStream();
-  stream.path = result_path(data_path, extension);
-  stream.descriptor = open_emptied(stream.path);
-  if (!stream.is_open()) {
-    warn("Can't open {}\n", stream.path);
-    return false;
-  }
-  stream.buffer.resize(buffer_size);
-  return true;
+  stream.buffer.resize(usual_buffer);
+  stream.file = open_output({result_path(data_path, extension), data_path});
+  return stream.is_open();
 }
 
 void put(ResultStream& stream, std::string_view text) {
-  if (text.size() > stream.buffer.size()) {
-    flush_result(stream);
-    write_bytes(stream, text.data(), text.size());
-    return;
-  }
   char* place = reserve(stream, text.size());
   stream.used += static_cast<std::size_t>(std::copy(text.begin(), text.end(), place) - place);
 }
@@ -132,10 +123,12 @@ void put_general(ResultStream& stream, double value) {
   put_number(stream, value, std::chars_format::general, 6);
 }
 
-void put_filtered(ResultStream& stream, std::chars_format format, std::span<const double> values) {
+void put_filtered(ResultStream& stream, std::chars_format format, std::size_t column,
+                  std::span<const double> values) {
   for (const double value : values) {
     put(stream, " ");
-    put_number(stream, settings.nan_handler(value), format, 6);
+    put_number(stream, std::isnan(value) ? filtered(stream, column, value) : value, format, 6);
+    ++column;
   }
 }
 
@@ -151,20 +144,26 @@ void write_series(ResultStream& stream, std::span<const double> values) {
 }
 
 void flush_result(ResultStream& stream) {
-  const std::size_t size = stream.used;
-  stream.used = 0;
-  write_bytes(stream, stream.buffer.data(), size);
+  const std::string_view waiting(stream.buffer.data(), stream.used);
+  write_lines(stream, waiting.rfind('\n') + 1);
 }
 
-void close_result(ResultStream& stream) {
+void finish_result(ResultStream& stream) {
   if (!stream.is_open()) {
     return;
   }
-  flush_result(stream);
-  const int descriptor = stream.descriptor;
-  stream.descriptor = -1;
-  if (close(descriptor) != 0 && !stream.failed) {
-    report_lost_lines(stream);
+  write_lines(stream, stream.used);
+  tell_nans(stream);
+  if (stream.failed || !finish_output(stream.file)) {
+    abandon_output(stream.file, stream.size);
+  }
+}
+
+void abandon_result(ResultStream& stream) {
+  if (stream.is_open()) {
+    flush_result(stream);
+    tell_nans(stream);
+    abandon_output(stream.file, stream.size);
   }
 }
 

@@ -52,7 +52,7 @@ std::array<double, 13> main_values(double time, const ResultRecord& r, const Win
 /// A line of the form that az, acr, crs and cre share.
 void write_fixed(ResultStream& stream, std::span<const double> values) {
   put(stream, "0 0");
-  put_filtered(stream, std::chars_format::fixed, values);
+  put_filtered(stream, std::chars_format::fixed, 3, values);
   put(stream, "\n");
 }
 
@@ -73,7 +73,7 @@ void write_acr(ResultStream& stream, double time, const WindowValues& w) {
 /// Time of day in minutes, then the values that plots against the time of day need.
 void write_caz(ResultStream& stream, double time, const ResultRecord& r) {
   put_fixed(stream, settings.nan_handler(std::fmod(time, KorLa::seconds_per_day) / 60), 4);
-  put_filtered(stream, std::chars_format::general,
+  put_filtered(stream, std::chars_format::general, 2,
                std::array{r.az, r.vel, r.amp, r.cprod, r.quality});
   put(stream, "\n");
 }
@@ -81,14 +81,14 @@ void write_caz(ResultStream& stream, double time, const ResultRecord& r) {
 void write_part(ResultStream& stream, double time, const ResultRecord& r) {
   put_general(stream, settings.nan_handler(time / 60));
   put_filtered(
-      stream, std::chars_format::general,
+      stream, std::chars_format::general, 2,
       std::array{r.b12_13, r.b12_23, r.b13_23, r.a12_13, r.a12_23, r.a13_23, r.v12, r.v13, r.v23});
   put(stream, "\n");
 }
 
 void write_lltmp(ResultStream& stream, double time, const ResultRecord& r, const WindowValues& w) {
   put(stream, "0 0");
-  put_filtered(stream, std::chars_format::general, main_values(time, r, w));
+  put_filtered(stream, std::chars_format::general, 3, main_values(time, r, w));
   write_series(stream, std::array{r.p12, r.p13, r.p23});  // without the NaN filter: intended
 }
 
@@ -204,7 +204,7 @@ void write_passages(const DataHeader& header, std::span<const Passage> passages,
   }
   for (const Passage& p : passages) {
     put_fixed(stream, settings.nan_handler(p.start + half_step));
-    put_filtered(stream, std::chars_format::fixed,
+    put_filtered(stream, std::chars_format::fixed, 2,
                  std::array{p.duration, p.first_az, p.last_az, p.turn, p.rate, p.vel2, p.quality});
     put(stream, "\n");
   }
@@ -216,9 +216,15 @@ void flush_result_files() {
   }
 }
 
-void close_result_files() {
+void finish_result_files() {
   for (ResultStream* stream : all_streams()) {
-    close_result(*stream);
+    finish_result(*stream);
+  }
+}
+
+void abandon_result_files() {
+  for (ResultStream* stream : all_streams()) {
+    abandon_result(*stream);
   }
 }
 

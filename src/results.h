@@ -14,7 +14,7 @@
 
 namespace tavrik {
 
-/// All result files of the run, process-wide so that their lines reach the disk whatever ends it.
+/// All result files of the run, process-wide so that their lines are kept whatever ends it.
 struct ResultFiles {
   ResultStream az, caz, part, lltmp, crn, acr, crs, cre, hst, vaz;
 };
@@ -72,7 +72,10 @@ void write_passages(const DataHeader& header, std::span<const Passage> passages,
 /// Hands the lines written so far to the system.
 void flush_result_files();
 
-/// Flushes and closes every result file.
-void close_result_files();
+/// Closes every result file: all are whole and take their names.
+void finish_result_files();
+
+/// Closes every result file that is still open when the run ends early: see abandon_output.
+void abandon_result_files();
 
 }  // namespace tavrik

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <boost/filesystem/path.hpp>
 #include <cstdio>
+#include <unistd.h>
 
 #include "graphics/draw.h"
 #include "graphics/mode.h"
@@ -12,11 +13,13 @@
 
 #include "src/console.h"
 #include "src/display_state.h"
+#include "src/output_file.h"
 #include "src/plot_routines.h"
 #include "src/plot_surface.h"
 #include "src/result_plot.h"
 #include "src/result_stream.h"
 #include "src/settings.h"
+#include "src/stop_signals.h"
 
 namespace tavrik {
 
@@ -45,22 +48,40 @@ bool begins_with(const boost::filesystem::path& path, const char* element) {
   return !path.empty() && *path.begin() == element;
 }
 
+std::string picture_path(const std::string& data_path) {
+  return result_path(strippath(data_path), "png");
+}
+
+/// Writes a picture to an open file and leaves that open.
+bool write_picture(const gr::Canvas& picture, int descriptor) {
+  const int copy = dup(descriptor);
+  std::FILE* stream = copy >= 0 ? fdopen(copy, "wb") : nullptr;
+  const bool written = stream != nullptr && gr::save_png(picture, gr::graphics.palette, stream);
+  return stream != nullptr && std::fclose(stream) == 0 && written;
+}
+
+void save_to_file(const gr::Canvas& picture, const std::string& data_path) {
+  OutputFile file = open_output({picture_path(data_path), data_path});
+  if (!file.is_open()) {
+    return;
+  }
+  const StopSignals signals;
+  const bool written = write_picture(picture, file.descriptor);
+  if (!written) {
+    report_lost(file);
+  }
+  if (!written || !finish_output(file)) {
+    abandon_output(file, 0);
+  }
+}
+
 void save(const gr::Canvas& picture, const std::string& data_path) {
-  std::string path = "standard output";
-  gr::SaveResult result;
-  if (settings.to_stdout) {
-    result = gr::save_png(picture, gr::graphics.palette, stdout);
-  } else {
-    path = result_path(strippath(data_path), "png");
-    result = is_protected(path) ? gr::SaveResult::cannot_open
-                                : gr::save_png(picture, gr::graphics.palette, path);
+  if (!settings.to_stdout) {
+    save_to_file(picture, data_path);
+  } else if (!gr::save_png(picture, gr::graphics.palette, stdout)) {
+    warn("Can't write standard output\n");
+    result_state.output_lost = true;
   }
-  if (result == gr::SaveResult::cannot_open) {
-    warn("Can't open {}\n", path);
-  } else if (result == gr::SaveResult::cannot_write) {
-    warn("Can't write {}\n", path);
-  }
-  result_state.output_lost = result_state.output_lost || result != gr::SaveResult::saved;
 }
 
 /// Draws the plot on a memory canvas of the picture's width. The panels are always centred on the
@@ -122,6 +143,16 @@ void save_complete_plot(const std::string& data_path, const ResultSeries& result
     save(draw_in_slices(results, width), data_path);
   }
   display_state = before;
+}
+
+void remove_older_picture(const std::string& data_path) {
+  result_state.output_lost = true;
+  const std::string path = picture_path(data_path);
+  KorLa::FileStatus status{};
+  if (!settings.to_stdout && lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+      !is_protected(path) && unlink(path.c_str()) == 0) {
+    warn("WARNING: {} showed earlier results and is removed\n", path);
+  }
 }
 
 }  // namespace tavrik

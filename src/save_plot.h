@@ -17,4 +17,8 @@ std::string strippath(const std::string& path);
 /// `result_state.output_lost`.
 void save_complete_plot(const std::string& data_path, const ResultSeries& results);
 
+/// Of a run that has nothing to draw: removes the picture that an earlier run saved under the name
+/// of this one's, so that nobody takes it for this run's, and sets `result_state.output_lost`.
+void remove_older_picture(const std::string& data_path);
+
 }  // namespace tavrik

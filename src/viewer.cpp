@@ -99,6 +99,9 @@ bool display(const ResultSeries& results, const std::vector<std::string>& files,
   info("file: {}", name);
   if (results.records.empty()) {
     warn("file: {} No data\n", name);
+    if (settings.save_and_exit != 0) {
+      remove_older_picture(name);
+    }
     return true;
   }
   const auto n_records = static_cast<int>(results.records.size());

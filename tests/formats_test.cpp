@@ -100,7 +100,7 @@ class formats : public FreshState {
       return Outcome::result;
     } catch (const ProcessEnded& end) {
       EXPECT_EQ(end.status, 1);
-      tavrik::close_result_files();
+      tavrik::finish_result_files();
       return Outcome::ended;
     } catch (const std::exception& error) {
       EXPECT_STRNE(error.what(), "");

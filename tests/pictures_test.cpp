@@ -377,9 +377,12 @@ TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
 TEST_F(program_pictures, are_not_saved_unless_they_are_asked_for_and_there_is_data) {
   EXPECT_EQ(save({"--no-save-and-exit", "event.ko24"}).status, 0);
   write_ko24(folder_ / "short.ko24", recording::compute_recording({.length = 1}), 1);
+  folder_.write("short.png", "of a longer file");
   const auto ended = save({"--no-join", "short.ko24", "event.ko24"});
-  EXPECT_EQ(ended.status, 0);
-  EXPECT_THAT(ended.error, HasSubstr("file: short.ko24 No data\n"));
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.error, HasSubstr("file: short.ko24 No data\nWARNING: short.png showed earlier "
+                                     "results and is removed\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "short.png"));
   EXPECT_FALSE(std::filesystem::exists(folder_ / "event.png"));
 }
 

@@ -203,16 +203,18 @@ TEST_F(program, runs) {
       {plain + "--angle=w silent.ko24", 0, "Warning: encountered a Nan\n*",
        "silent.az 3, silent.caz 3"},
       {plain + "a.ko24", 1, "Can't write a.az\n", "a.caz 36", "ln -s /dev/full a.az"},
-      {plain + "a.ko24", 0, "Can't open a.az\n", "a.caz 36", "mkdir a.az"},
+      {plain + "a.ko24", 1, "Can't open a.az\n", "a.caz 36", "mkdir a.az"},
       // No input is written over.
-      {plain + "a.az", 0, "Can't open a.az\n", "a.az the event, a.caz 36", "cp a.ko24 a.az"},
-      {plain + "a.ko24", 0, "Can't open a.caz\n", "a.az 36, a.caz the event", "ln a.ko24 a.caz"},
-      {plain + "a.ko24", 0, "Can't open a.az\n", "a.az the event, a.caz 36", "ln -s a.ko24 a.az"},
-      {plain + "a.ko24 a.az", 0, one_time + "Can't open a.az\n", "a.az the event, a.caz 73",
+      {plain + "a.az", 1, "Can't open a.az\n", "a.az the event, a.caz 36", "cp a.ko24 a.az"},
+      {plain + "a.ko24", 1, "Can't open a.caz\n", "a.az 36, a.caz the event", "ln a.ko24 a.caz"},
+      {plain + "a.ko24", 1, "Can't open a.az\n", "a.az the event, a.caz 36", "ln -s a.ko24 a.az"},
+      {plain + "a.ko24 a.az", 1, one_time + "Can't open a.az\n", "a.az the event, a.caz 73",
        "cp a.ko24 a.az"},
-      {plain + "--no-join a.ko24 a.az", 0, "Can't open a.az\nCan't open a.az\n",
+      {plain + "--no-join a.ko24 a.az", 1,
+       "Can't open a.az\nCan't open a.az\n"
+       "WARNING: a.az: a.caz holds the results of a.ko24\nCan't open a.caz\n",
        "a.az the event, a.caz 36", "cp a.ko24 a.az"},
-      {plain + "-x a.az a.ko24", 0,
+      {plain + "-x a.az a.ko24", 1,
        "Coord-file: a.az\nCoord-file: a.az\nCoord-file: a.az\nCan't open a.az\n",
        "a.az 5, a.caz 36", "printf '\n1 2 3\n0 0\n-75 0\n0 -75\n' >a.az"},
       {"--quiet a.ko24", 1, no_screen, "", hide_screen},
@@ -292,15 +294,20 @@ void end_at_an_error() {
   }
 }
 
-TEST_F(program, keeps_its_lines_at_an_error) {
+TEST_F(program, keeps_its_lines_beside_those_of_an_earlier_run_at_an_error) {
   const std::string path = inputs / "x";
+  const std::string said =
+      "WARNING: " + path + ".az is not whole, its lines so far are in " + path + ".az.unfinished\n";
+  inputs.write("x.az", "earlier\n");
   for (const int n_lines : {1, 20000}) {  // less and more than the buffer takes
     EXPECT_EXIT((write_lines(path, n_lines), end_at_an_error()), testing::KilledBySignal(SIGABRT),
-                "^Error: lost\n$");
-    EXPECT_EQ(inputs.read("x.az").size(), 5U * n_lines);
-    EXPECT_EXIT((write_lines(path, n_lines), std::exit(1)), testing::ExitedWithCode(1), "^$");
-    EXPECT_EQ(inputs.read("x.az").size(), 5U * n_lines);
+                "^" + said + "Error: lost\n$");
+    EXPECT_EQ(inputs.read("x.az.unfinished").size(), 5U * n_lines);
+    EXPECT_EXIT((write_lines(path, n_lines), std::exit(1)), testing::ExitedWithCode(1),
+                "^" + said + "$");
+    EXPECT_EQ(inputs.read("x.az.unfinished").size(), 5U * n_lines);
   }
+  EXPECT_EQ(inputs.read("x.az"), "earlier\n");
 }
 
 // A result file that is a pipe, and that nobody reads for a while, makes the run a long one.

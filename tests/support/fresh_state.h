@@ -46,7 +46,7 @@ class FreshState : public testing::Test {
   }
 
   static void reset() {
-    tavrik::close_result_files();
+    tavrik::abandon_result_files();
     tavrik::settings = {};
     tavrik::array_geometry = {};
     tavrik::result_files = {};

@@ -39,6 +39,12 @@ Image current_image() {
   return to_image(gr::graphics.canvas, gr::graphics.palette);
 }
 
+bool save_image(const gr::Canvas& canvas, const std::string& path) {
+  std::FILE* stream = std::fopen(path.c_str(), "wb");
+  const bool saved = stream != nullptr && gr::save_png(canvas, gr::graphics.palette, stream);
+  return stream != nullptr && std::fclose(stream) == 0 && saved;
+}
+
 Image load_image(const std::string& path) {
   const gr::Picture picture = gr::load_png(path).value_or(gr::Picture());
   return to_image(picture.canvas, picture.palette);
@@ -56,7 +62,7 @@ void expect_same(const std::string& name, const Image& actual, const Image& expe
 void expect_accepted(const std::string& name) {
   const std::string path = std::string(TAVRIK_PICTURES) + "/" + name + ".png";
   if (std::getenv("TAVRIK_UPDATE_PICTURES") != nullptr) {
-    gr::save_png(gr::graphics.canvas, gr::graphics.palette, path);
+    save_image(gr::graphics.canvas, path);
   }
   expect_same(name, current_image(), load_image(path));
 }

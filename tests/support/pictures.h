@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "graphics/canvas.h"
+
 namespace support {
 
 /// Pixels as they are on a screen, 0xRRGGBB, row by row.
@@ -18,6 +20,9 @@ struct Image {
 
 /// The surface that is drawn on.
 Image current_image();
+
+/// Saves a canvas with the colours in force. Returns whether that succeeded.
+bool save_image(const gr::Canvas& canvas, const std::string& path);
 
 /// A picture that was saved; empty if there is none.
 Image load_image(const std::string& path);

@@ -2,7 +2,12 @@
 
 #include "korla/bytes.h"
 
+#include <cerrno>
 #include <cstring>
+#include <stdexcept>
+#include <system_error>
+
+#include "korla/messages.h"
 
 namespace KorLa {
 
@@ -15,8 +20,16 @@ File open_for_reading(const char* path) {
   return File(std::fopen(path, "rbe"));
 }
 
-std::size_t read_bytes(std::FILE* file, void* target, std::size_t size) {
+void require_read(std::FILE* file, const std::string& path) {
+  if (std::ferror(file) != 0) {
+    throw std::runtime_error(
+        compose("Can't read {}: {}\n", path, std::generic_category().message(errno)));
+  }
+}
+
+std::size_t read_bytes(std::FILE* file, const std::string& path, void* target, std::size_t size) {
   const std::size_t count = std::fread(target, 1, size, file);
+  require_read(file, path);
   std::memset(static_cast<char*>(target) + count, 0, size - count);
   return count;
 }

@@ -9,7 +9,7 @@
 namespace KorLa {
 
 void FileWarnings::say(std::string_view text) const {
-  write_message(fmt::format("WARNING: {}: {}\n", path_, text));
+  write_message(compose("WARNING: {}: {}\n", path_, text));
 }
 
 void FileWarnings::repeat(std::string_view kind, std::size_t line) {

@@ -15,6 +15,8 @@ class FileWarnings {
  public:
   explicit FileWarnings(std::string path) : path_(std::move(path)) {}
 
+  const std::string& path() const { return path_; }
+
   /// Writes "WARNING: PATH: TEXT".
   void say(std::string_view text) const;
 

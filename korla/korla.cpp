@@ -32,6 +32,7 @@ using Head = std::array<char, head_size + 1>;
 Head read_head(const std::string& path, std::FILE* file) {
   Head head{};
   const std::size_t count = std::fread(head.data(), 1, head_size, file);
+  require_read(file, path);
   if (std::feof(file) != 0) {
     warn_of_unusable_start(path, {head.data(), count}, true);
     throw std::runtime_error("fread: EOF \n");
@@ -103,8 +104,7 @@ KORLA::KORLA(StationFile station_file, File file, bool quiet)
 void KORLA::report_type(bool binary) {
   binary_ = binary;
   if (!quiet_) {
-    write_message(
-        fmt::format("File: {} Type: {}\n", station_file_.path, binary_ ? "binary" : "text"));
+    write_message(compose("File: {} Type: {}\n", station_file_.path, binary_ ? "binary" : "text"));
   }
   warn_of_path_date(station_file_.path, station_file_.path_date);
 }
@@ -117,7 +117,7 @@ void KORLA::set_time(BlockGroup& group, const std::array<Stamp, 3>& stamps) {
 std::unique_ptr<KORLA> open_station_file(const std::string& path, double name_time, bool quiet) {
   File file = open_for_reading(path.c_str());
   if (!file) {
-    throw std::runtime_error(fmt::format("Can't open {}\n", path));
+    throw std::runtime_error(compose("Can't open {}\n", path));
   }
   const Head head = read_head(path, file.get());
   StationFile station_file = describe(path, name_time, head);

@@ -36,17 +36,17 @@ bool is_tagged(const char* bytes, const char* tag) {
   return std::memcmp(bytes, tag, 4) == 0;
 }
 
-void read_header(std::FILE* file, SeriesHeader& header) {
+void read_header(std::FILE* file, const std::string& path, SeriesHeader& header) {
   constexpr std::size_t first_part = 8;
   constexpr std::size_t second_part = 24;
   char* bytes = reinterpret_cast<char*>(&header);
-  read_bytes(file, bytes, first_part);
-  read_bytes(file, bytes + first_part, second_part);
+  read_bytes(file, path, bytes, first_part);
+  read_bytes(file, path, bytes + first_part, second_part);
   if (header.version == 1) {
     header.header_size = static_cast<std::uint16_t>(header.header_size + 4);
-    read_bytes(file, header.extra_time.data(), 4);
+    read_bytes(file, path, header.extra_time.data(), 4);
   } else if (header.version == 2) {
-    read_bytes(file, header.extra_time.data(), 8);
+    read_bytes(file, path, header.extra_time.data(), 8);
   }
   if (!is_tagged(header.magic.data(), "ko24")) {
     throw std::runtime_error("This is not a valid ko24 file\n");
@@ -59,9 +59,9 @@ void read_header(std::FILE* file, SeriesHeader& header) {
 
 /// Reads a chunk's tag and the number after it, the chunk's size in bytes as recorders write it.
 /// Returns this number.
-std::uint32_t expect_tag(std::FILE* file, const char* tag) {
+std::uint32_t expect_tag(std::FILE* file, const std::string& path, const char* tag) {
   std::array<char, 8> bytes;
-  read_bytes(file, bytes.data(), bytes.size());
+  read_bytes(file, path, bytes.data(), bytes.size());
   if (!is_tagged(bytes.data(), tag)) {
     throw std::runtime_error(fmt::format("Unknown magic {}\n", tag));
   }
@@ -70,10 +70,11 @@ std::uint32_t expect_tag(std::FILE* file, const char* tag) {
   return size;
 }
 
-void read_channel_table(std::FILE* file, std::vector<ChannelDescriptor>& channels) {
-  expect_tag(file, "chns");
+void read_channel_table(std::FILE* file, const std::string& path,
+                        std::vector<ChannelDescriptor>& channels) {
+  expect_tag(file, path, "chns");
   for (ChannelDescriptor& channel : channels) {
-    read_bytes(file, &channel, sizeof channel);
+    read_bytes(file, path, &channel, sizeof channel);
     if (!is_tagged(channel.magic.data(), "chan")) {
       throw std::runtime_error("Unknown magic chan\n");
     }
@@ -107,9 +108,7 @@ std::size_t read_samples(std::FILE* file, const std::string& path,
   const std::size_t promised = bytes_left(file) / sizeof(std::int32_t);
   const auto block = std::make_unique_for_overwrite<std::int32_t[]>(promised);
   const std::size_t bytes = std::fread(block.get(), 1, promised * sizeof(std::int32_t), file);
-  if (std::ferror(file) != 0) {
-    throw std::runtime_error(fmt::format("Can't read {}\n", path));
-  }
+  require_read(file, path);
   const std::size_t n_values = bytes / sizeof(std::int32_t);
   const std::size_t n_channels = samples.size();
   for (std::size_t c = 0; c < n_channels; ++c) {
@@ -178,15 +177,15 @@ std::size_t find_time_mark(std::span<const std::int32_t> samples, int width) {
 KORLA24::KORLA24(const std::string& path, bool nudge) {
   const File file = open_for_reading(path.c_str());
   if (!file) {
-    throw std::runtime_error(fmt::format("Couldn't open {}\n", path));
+    throw std::runtime_error(compose("Couldn't open {}\n", path));
   }
-  read_header(file.get(), header);
+  read_header(file.get(), path, header);
   channels.resize(header.n_channels);
   samples.resize(header.n_channels);
-  read_channel_table(file.get(), channels);
-  const std::uint32_t promised = expect_tag(file.get(), "data");
+  read_channel_table(file.get(), path, channels);
+  const std::uint32_t promised = expect_tag(file.get(), path, "data");
   if (channels.empty()) {
-    throw std::runtime_error(fmt::format("No channels in {} (channel count 0)\n", path));
+    throw std::runtime_error(compose("No channels in {} (channel count 0)\n", path));
   }
   check_size(path, channels.size(), promised, bytes_left(file.get()));
   const std::size_t n_samples = read_samples(file.get(), path, samples);

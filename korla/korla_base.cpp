@@ -92,7 +92,7 @@ Format detect_16_bit(const FirstBytes& bytes) {
 
 Format detect_format(const std::string& path, std::FILE* file) {
   FirstBytes bytes;
-  if (read_bytes(file, bytes.data(), magic_size) < magic_size) {
+  if (read_bytes(file, path, bytes.data(), magic_size) < magic_size) {
     return Format::station_16_bit;
   }
   const std::string_view magic(bytes.data(), magic_size);
@@ -101,7 +101,7 @@ Format detect_format(const std::string& path, std::FILE* file) {
     return Format::ko24;
   }
   const std::size_t rest = bytes.size() - 1 - magic_size;
-  const std::size_t count = magic_size + read_bytes(file, bytes.data() + magic_size, rest);
+  const std::size_t count = magic_size + read_bytes(file, path, bytes.data() + magic_size, rest);
   bytes.back() = '\0';
   if (!magic.starts_with("!S512") && !magic.starts_with("!S128")) {
     return Format::station_16_bit;

@@ -2,9 +2,7 @@
 
 #include "korla/korla_binary.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -66,6 +64,7 @@ BinaryKORLA::BinaryKORLA(StationFile station_file, File opened, bool quiet)
 /// Takes the comment line, if there is one: a leading "T" says that the blocks have no time words.
 void BinaryKORLA::read_comment_line() {
   int byte = std::getc(file());
+  require_read(file(), station_file().path);
   if (byte != '!' && byte != 'T') {
     std::ungetc(byte, file());
     block_length_ = 128;
@@ -79,11 +78,9 @@ void BinaryKORLA::read_comment_line() {
     }
   }
   if (byte == EOF) {
-    if (std::ferror(file()) != 0) {
-      write_message(fmt::format("fgetc:{}", std::strerror(errno)));
-    }
+    require_read(file(), station_file().path);
     write_message("fgetc: EOF \n");
-    write_message(fmt::format("{}: the file ends in its comment line\n", station_file().path));
+    write_message(compose("{}: the file ends in its comment line\n", station_file().path));
     end_process(1);
   }
   block_length_ = scan_block_length(line);
@@ -98,6 +95,7 @@ void BinaryKORLA::skip_line_feed() {
   std::string bytes(looked_at * channel_order_.size() * block_size + 1, '\0');
   const long start = std::ftell(file());
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file()));
+  require_read(file(), station_file().path);
   const bool skip = bytes.starts_with('\n') && count_agreeing_groups(bytes.substr(1), block_size) >
                                                    count_agreeing_groups(bytes, block_size);
   if (skip) {
@@ -113,8 +111,9 @@ bool BinaryKORLA::read_block() {
   if (count == size) {
     return true;
   }
-  if (count > 0 || std::ferror(file()) != 0) {
-    write_message(std::feof(file()) != 0 ? "fread: EOF\n" : "fread: can't read data\n");
+  require_read(file(), station_file().path);
+  if (count > 0) {
+    write_message("fread: EOF\n");
     ended_in_group_ = true;
   }
   return false;

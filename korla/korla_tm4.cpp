@@ -37,7 +37,7 @@ constexpr double first_dated_time = 366.0 * seconds_per_day;
 class Table {
  public:
   Table(const std::string& path, std::FILE* file)
-      : path_(path), warnings_(path), size_(bytes_left(file)), lines_(file) {}
+      : path_(path), warnings_(path), size_(bytes_left(file)), lines_(file, path) {}
 
   /// Takes the comment line.
   std::string comment_line() {
@@ -81,7 +81,7 @@ class Table {
 };
 
 void Table::refuse(const char* what) const {
-  throw std::runtime_error(fmt::format("{}: line {}: {}\n", path_, lines_.number(), what));
+  throw std::runtime_error(compose("{}: line {}: {}\n", path_, lines_.number(), what));
 }
 
 /// Makes room for a channel count. No line is shorter than a digit and a blank for each value.
@@ -191,7 +191,7 @@ std::uint8_t find_station(const Comment& comment, const std::optional<PathDate>&
   }
   const auto station = station_numbers.find(comment.station_name);
   if (station == station_numbers.end()) {
-    write_message(fmt::format("WARNING: Unknown station: <{}>\n", comment.station_name));
+    write_message(compose("WARNING: Unknown station: <{}>\n", comment.station_name));
     return unknown_station;
   }
   return station->second.number;
@@ -243,7 +243,7 @@ SeriesHeader make_header(std::uint8_t station, std::size_t n_channels, double fr
 KORLA_TM4::KORLA_TM4(const std::string& path, double name_time) {
   const File file = open_for_reading(path.c_str());
   if (!file) {
-    throw std::runtime_error(fmt::format("Can't open {}\n", path));
+    throw std::runtime_error(compose("Can't open {}\n", path));
   }
   Table table(path, file.get());
   Comment comment;

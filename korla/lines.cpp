@@ -3,6 +3,9 @@
 #include "korla/lines.h"
 
 #include <cstring>
+#include <utility>
+
+#include "korla/bytes.h"
 
 namespace KorLa {
 
@@ -14,15 +17,21 @@ constexpr std::size_t spare = 1 + 8;
 
 }  // namespace
 
-LineReader::LineReader(std::FILE* file)
-    : file_(file), buffer_(std::make_unique_for_overwrite<char[]>(buffer_size + spare)) {}
+LineReader::LineReader(std::FILE* file, std::string path)
+    : file_(file),
+      path_(std::move(path)),
+      buffer_(std::make_unique_for_overwrite<char[]>(buffer_size + spare)) {}
 
 /// Moves what is left to the buffer's front and reads on after it; false at the end of the file.
 bool LineReader::fill() {
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
-  const std::size_t count = std::fread(buffer_.get() + end_, 1, buffer_size - end_, file_);
+  const std::size_t room = buffer_size - end_;
+  const std::size_t count = std::fread(buffer_.get() + end_, 1, room, file_);
+  if (count < room) {
+    require_read(file_, path_);
+  }
   end_ += count;
   return count > 0;
 }

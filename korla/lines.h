@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace KorLa {
@@ -19,10 +20,11 @@ class LineReader {
   /// Longest line, its end not counted.
   static constexpr std::size_t longest = 51198;
 
-  /// file: stays the caller's; read from its current position.
-  explicit LineReader(std::FILE* file);
+  /// file: stays the caller's; read from its current position. path: its name, for an error.
+  LineReader(std::FILE* file, std::string path);
 
-  /// Takes the next line, without CR LF or LF. The last one need not have an end.
+  /// Takes the next line, without CR LF or LF. The last one need not have an end. Throws
+  /// std::runtime_error where the file can't be read.
   Found next(std::string_view& line);
 
   /// As `next`, but passes over blank lines, and over those that begin with "!", which stand for a
@@ -39,6 +41,7 @@ class LineReader {
   bool fill();
 
   std::FILE* file_;
+  std::string path_;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  ///< of what is not yet taken
   std::size_t end_ = 0;    ///< of what was read

@@ -64,9 +64,9 @@ std::size_t read_samples(const char*& next, std::span<std::int32_t> samples) {
 /// Nothing in a file says whether it has time columns. Without them its lines have exactly as many
 /// numbers as a block has samples. The lines of the first group vote, as any one may be damaged;
 /// the first line decides a draw. The file is left where it was.
-TextLayout find_layout(std::FILE* file, std::size_t block_length) {
+TextLayout find_layout(std::FILE* file, const std::string& path, std::size_t block_length) {
   const long start = std::ftell(file);
-  LineReader lines(file);
+  LineReader lines(file, path);
   std::string_view line;
   bool marked = false;
   int n_lines = 0;
@@ -90,10 +90,10 @@ TextLayout find_layout(std::FILE* file, std::size_t block_length) {
 }  // namespace
 
 TextBlocks::TextBlocks(std::FILE* file, std::size_t block_length, FileWarnings& warnings)
-    : lines_(file),
+    : lines_(file, warnings.path()),
       block_length_(block_length),
       warnings_(warnings),
-      layout_(find_layout(file, block_length)) {
+      layout_(find_layout(file, warnings.path(), block_length)) {
   if (layout_.has_surplus) {
     warnings_.say("its lines hold more numbers than a block has, the rest is left out");
   }
@@ -112,7 +112,7 @@ bool TextBlocks::next_line(std::string_view& line) {
 /// Shows the first line with too few numbers. The position counts the two time columns.
 void TextBlocks::show_failure(std::string_view line, std::size_t count) {
   if (!said_failed_) {
-    write_message(fmt::format("Failed to read value {} of line:\n{}\n", count + 2, line));
+    write_message(compose("Failed to read value {} of line:\n{}\n", count + 2, line));
     said_failed_ = true;
   }
 }

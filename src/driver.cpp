@@ -3,6 +3,7 @@
 #include "src/driver.h"
 
 #include <algorithm>
+#include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <clocale>
 #include <cstdlib>
@@ -61,6 +62,28 @@ void scan_debug_options(std::span<char* const> arguments) {
 void fix_time_zone() {
   setenv("TZ", "UTC", 1);
   tzset();
+}
+
+/// What an argument, as an option, may name as a coordinate file: the text after an equals sign, or
+/// after the first "x" of short options.
+std::string option_value(const std::string& argument) {
+  const std::size_t place = argument.find_first_of(argument.starts_with("--") ? "=" : "xX");
+  return place == std::string::npos ? "" : argument.substr(place + 1);
+}
+
+/// All files that the run may read, as far as its arguments tell before they are parsed: there may
+/// be more among them, and some that are not there.
+FileList possible_inputs(const ExpandedArguments& command_line) {
+  FileList files = command_line.files;
+  for (const std::string& argument : command_line.arguments) {
+    files.push_back(argument);
+    files.push_back(result_path(argument, "coords"));
+    files.push_back((boost::filesystem::path(argument).parent_path() / "coord.dat").string());
+    if (argument.starts_with('-')) {
+      files.push_back(option_value(argument));
+    }
+  }
+  return files;
 }
 
 /// Strings as the option parser takes them: changeable, with a null after the last.
@@ -175,10 +198,13 @@ int run(int argc, char** argv) {
   fix_locale();
   errno = 0;
   scan_debug_options({argv, static_cast<std::size_t>(argc)});
-  std::vector<std::string> strings = expand_response_files(argc, argv);
-  std::vector<char*> arguments = pointers(strings);
-  const auto count = static_cast<int>(strings.size());
-  KorLa::log_command_line(log_path, count, arguments.data());
+  ExpandedArguments command_line = expand_response_files(argc, argv);
+  std::vector<char*> arguments = pointers(command_line.arguments);
+  const auto count = static_cast<int>(command_line.arguments.size());
+  KorLa::log_command_line(log_path, count, arguments.data(), possible_inputs(command_line));
+  for (const std::string& file : command_line.files) {
+    protect_input(file);
+  }
   fix_time_zone();
   if (count <= 1) {
     usage(count == 1 ? arguments[0] : "tavrik");

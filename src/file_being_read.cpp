@@ -2,6 +2,8 @@
 
 #include "src/file_being_read.h"
 
+#include "korla/messages.h"
+
 namespace tavrik {
 
 namespace {
@@ -10,8 +12,9 @@ const std::string* marked_path = nullptr;
 
 }  // namespace
 
-ReadingFile::ReadingFile(const std::string& path) : outer_(marked_path) {
-  marked_path = &path;
+ReadingFile::ReadingFile(const std::string& path)
+    : shown_(KorLa::printable(path)), outer_(marked_path) {
+  marked_path = &shown_;
 }
 
 ReadingFile::~ReadingFile() {

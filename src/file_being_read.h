@@ -9,17 +9,17 @@ namespace tavrik {
 /// Marks a file as the one being read. Marks may nest: the innermost counts.
 class ReadingFile {
  public:
-  /// path: must outlive the mark.
   explicit ReadingFile(const std::string& path);
   ReadingFile(const ReadingFile&) = delete;
   ReadingFile& operator=(const ReadingFile&) = delete;
   ~ReadingFile();
 
  private:
+  std::string shown_;
   const std::string* outer_;
 };
 
-/// The path of the file being read; null between files.
+/// The path of the file being read, as messages show it; null between files.
 const std::string* file_being_read();
 
 }  // namespace tavrik

@@ -124,7 +124,7 @@ void append_file(LoadedSeries& loaded, const std::string& path, KorLa::Korla_Bas
   const std::size_t n_channels = file.channels.size();
   if (n_channels < used_channels) {
     throw std::runtime_error(
-        fmt::format("{} has too few channels ({}), 3 are needed\n", path, n_channels));
+        compose("{} has too few channels ({}), 3 are needed\n", path, n_channels));
   }
   if (n_channels > used_channels) {
     warn("WARNING: More than 3 channels ({}). Using channels 0, 1 & 2\n", n_channels);

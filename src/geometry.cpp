@@ -2,10 +2,13 @@
 
 #include "src/geometry.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <fmt/format.h>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "korla/bytes.h"
@@ -23,6 +26,7 @@ constexpr const char* trace_module = "src/geometry";
 constexpr const char* header_line = "VQS-FILE";
 
 /// The first bytes of a file, more than enough for its five lines; nothing if it can't be opened.
+/// One that can't be read ends the program: positions that are only half right would go unseen.
 std::optional<std::string> read_start(const std::string& path) {
   constexpr std::size_t most = 65536;
   const KorLa::File file = KorLa::open_for_reading(path.c_str());
@@ -30,7 +34,10 @@ std::optional<std::string> read_start(const std::string& path) {
     return std::nullopt;
   }
   std::string text(most, '\0');
-  text.resize(KorLa::read_bytes(file.get(), text.data(), text.size()));
+  text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+  if (std::ferror(file.get()) != 0) {
+    fail("Can't read {}: {}\n", path, std::generic_category().message(errno));
+  }
   return text;
 }
 
@@ -80,11 +87,6 @@ Baseline baseline(const Point& from, const Point& to) {
 
 std::string describe(const Point& point) {
   return fmt::format("x: {} y: {}", point.x, point.y);
-}
-
-std::string describe(const Positions& positions) {
-  return fmt::format("M[1]: {}\nM[2]: {}\nM[3]: {}", describe(positions[0]), describe(positions[1]),
-                     describe(positions[2]));
 }
 
 void echo(const ArrayGeometry& array) {
@@ -172,7 +174,9 @@ bool read_coordinates(const std::string& path) {
     info("{}", header_line);
   }
   echo(array_geometry);
-  TAVRIK_TRACE(1, "{}", describe(array_geometry.pos));
+  const Positions& pos = array_geometry.pos;
+  TAVRIK_TRACE(1, "M[1]: {}\nM[2]: {}\nM[3]: {}", describe(pos[0]), describe(pos[1]),
+               describe(pos[2]));
   array_geometry.baselines = compute_geometry(array_geometry.pos);
   return !text;
 }

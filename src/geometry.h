@@ -70,7 +70,8 @@ void check_channels(const std::array<int, 3>& channels);
 
 /// Reads the coordinate file into `array_geometry`, or sets the default triangle when it can't be
 /// opened; checks the channels, echoes the positions and computes the baselines. After a file was
-/// read, the secondary direction method is the one in force.
+/// read, the secondary direction method is the one in force. A file whose reading fails ends the
+/// program with status 1.
 /// Returns true when the defaults were set.
 bool read_coordinates(const std::string& path);
 

@@ -199,9 +199,8 @@ void show_location(const char* value, const char* program) {
     return;
   }
   const boost::filesystem::path path(program);
-  fmt::memory_buffer line;
-  fmt::format_to(std::back_inserter(line), "{} is located in {}\n", path.filename().string(),
-                 path.parent_path().string());
+  const std::string line =
+      compose("{} is located in {}\n", path.filename().string(), path.parent_path().string());
   if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fflush(stdout) != 0) {
     fail("Can't write to standard output\n");
   }
@@ -214,7 +213,8 @@ struct ShortOption {
   Apply apply;
 };
 
-constexpr const char* short_letters = "BCDG::H::L:OS:T:W:X:bcdg::h::l:os:t:w:x:?";
+constexpr const char* short_letters =
+    "BCDG::H::L:OS:T:W:X:bcdg::h::l:os:t:w:x:";  // not "-?": refused means help too
 
 constexpr ShortOption short_options[] = {
     {'b', [](const char*) {}},
@@ -339,14 +339,38 @@ void apply_option(Apply apply, const std::string& name, const char* value) {
   }
 }
 
+/// Has the parser read the options once more, now as a message may show them, up to the one that it
+/// refuses: its own message could name this one with control characters.
+void name_refused_option(const std::vector<char*>& arguments, const std::vector<option>& table) {
+  std::vector<std::string> shown;
+  std::vector<char*> pointers;
+  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+    shown.push_back(KorLa::printable(arguments[i]));
+  }
+  for (std::string& text : shown) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  opterr = 1;
+  optind = 0;
+  const auto count = static_cast<int>(shown.size());
+  for (int code = 0; code != '?' && code != -1;) {
+    code = getopt_long(count, pointers.data(), short_letters, table.data(), nullptr);
+  }
+}
+
 void read_options(std::vector<char*>& arguments) {
   const std::vector<option> table = parser_table();
   const char* program = arguments[0];
   const auto count = static_cast<int>(arguments.size() - 1);
   int code = 0;
   int row = 0;  // of a long option
+  opterr = 0;
   while ((code = getopt_long(count, arguments.data(), short_letters, table.data(), &row)) != -1) {
     if (code == '?') {
+      if (optopt != '?') {
+        name_refused_option(arguments, table);
+      }
       usage(program);
     }
     if (code == 'w' || code == 'W') {

@@ -2,20 +2,30 @@
 
 #include "src/progress.h"
 
+#include <cstdio>
 #include <fmt/format.h>
+#include <string>
 #include <unistd.h>
 
-#include "src/console.h"
 #include "src/settings.h"
 
 namespace tavrik {
+
+namespace {
+
+/// Clears the line and writes its text. As no message, since it needs the terminal's commands.
+void redraw(const std::string& text) {
+  std::fputs(("\r\033[K" + text).c_str(), stderr);
+}
+
+}  // namespace
 
 Progress::Progress(const char* task)
     : task_(task), enabled_(!settings.quiet && isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
   if (shown_) {
-    write_message("\r\033[K");
+    redraw("");
   }
 }
 
@@ -25,8 +35,8 @@ void Progress::show(std::size_t done, std::size_t total) {
   }
   const std::chrono::duration<double> passed = Clock::now() - start_;
   const double share = static_cast<double>(done) / static_cast<double>(total);
-  write_message(fmt::format("\r\033[K{} {:.0f} %, {:.0f} s left", task_, 100 * share,
-                            passed.count() * (1 - share) / share));
+  redraw(fmt::format("{} {:.0f} %, {:.0f} s left", task_, 100 * share,
+                     passed.count() * (1 - share) / share));
   shown_ = true;
   next_ = Clock::now() + std::chrono::milliseconds(200);
 }

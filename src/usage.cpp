@@ -84,8 +84,8 @@ std::string version_line() {
 
 void usage(const char* program) {
   // The numbers are the defaults, not the settings; only the joining follows the options so far.
-  write_message(fmt::format(fmt::runtime(main_text), file_name(program), 128, 128, 0, 16,
-                            settings.join ? "join" : "no-join"));
+  write_message(fmt::format(fmt::runtime(main_text), KorLa::printable(file_name(program)), 128, 128,
+                            0, 16, settings.join ? "join" : "no-join"));
   for (const char* row : online_help) {
     print("{}\n", row);
   }

@@ -26,7 +26,7 @@ class command_line : public FreshState {
     given.insert(given.begin(), "@tavrik");
     const std::vector<const char*> pointers = pointers_to(given);
     Arguments result =
-        tavrik::expand_response_files(static_cast<int>(pointers.size()), pointers.data());
+        tavrik::expand_response_files(static_cast<int>(pointers.size()), pointers.data()).arguments;
     EXPECT_EQ(result.at(0), "@tavrik");
     result.erase(result.begin());
     return result;

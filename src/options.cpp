@@ -342,15 +342,12 @@ void apply_option(Apply apply, const std::string& name, const char* value) {
 /// Has the parser read the options once more, now as a message may show them, up to the one that it
 /// refuses: its own message could name this one with control characters.
 void name_refused_option(const std::vector<char*>& arguments, const std::vector<option>& table) {
-  std::vector<std::string> shown;
-  std::vector<char*> pointers;
-  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
-    shown.push_back(KorLa::printable(arguments[i]));
+  std::vector<std::string> shown(arguments.size() - 1);
+  std::vector<char*> pointers(arguments.size());
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    shown[i] = KorLa::printable(arguments[i]);
+    pointers[i] = shown[i].data();
   }
-  for (std::string& text : shown) {
-    pointers.push_back(text.data());
-  }
-  pointers.push_back(nullptr);
   opterr = 1;
   optind = 0;
   const auto count = static_cast<int>(shown.size());

@@ -17,7 +17,10 @@
 
 #include "korla/korla16.h"
 #include "korla/korla24.h"
+#include "korla/korla_binary.h"
+#include "korla/korla_text.h"
 #include "korla/korla_tm4.h"
+#include "korla/messages.h"
 #include "korla/path_date.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/station_files.h"
@@ -42,6 +45,37 @@ TEST(open_series, gives_null_for_what_can_not_be_opened) {
   EXPECT_EQ(failure([&] { KorLa::KORLA16(none, 0); }), "Can't open " + none + "\n");
   EXPECT_EQ(failure([&] { KorLa::KORLA_TM4(none, 0); }), "Can't open " + none + "\n");
   EXPECT_EQ(KorLa::modification_year(none), 1970);
+}
+
+TEST(open_series, tells_an_error_from_the_end) {
+  constexpr const char* path = "/proc/self/mem";
+  const std::string error = "Can't read /proc/self/mem: Input/output error\n";
+  EXPECT_EQ(failure([] { open_series(path, 0, false); }), error);
+  EXPECT_EQ(failure([] { KorLa::KORLA24(path, true); }), error);
+  EXPECT_EQ(failure([] { KorLa::KORLA16(path, 0); }), error);
+  EXPECT_EQ(failure([] { KorLa::KORLA_TM4(path, 0); }), error);
+  KorLa::StationFile file;
+  file.path = path;
+  file.data_offset = 1;
+  const auto open = [] { return KorLa::open_for_reading(path); };
+  EXPECT_EQ(failure([&] { KorLa::AsciiKORLA(file, open(), true); }), error);
+  EXPECT_EQ(failure([&] { KorLa::BinaryKORLA(file, open(), true); }), error);
+}
+
+// The last rows: a character cut short, forms that are too long, a surrogate, and beyond the last.
+TEST(messages, show_no_control_characters) {
+  const std::pair<std::string, std::string> table[] = {
+      {"a\tb\r\n\x1b\x1f ~\x7f", "a?b???? ~?"},
+      {"\xc2\x80\xc2\x9f\xc2\xa0\xc3\x9b\xf0\x9f\x98\x80", "??\xc2\xa0\xc3\x9b\xf0\x9f\x98\x80"},
+      {"\xf0\x9f\x98\xc0\x9b\xe0\x82\x9b\xf0\x82\x82\x9b", "\xf0??\xc0?\xe0??\xf0???"},
+      {"\xed\x9f\x9b\xed\xa0\x80\xf4\x90\x80\x80\xff\x9b\xc2",
+       "\xed\x9f\x9b\xed\xa0?\xf4???\xff?\xc2"}};
+  for (const auto& [text, shown] : table) {
+    EXPECT_EQ(KorLa::printable(text), shown);
+  }
+  support::CapturedStderr captured;
+  KorLa::write_message("a\tb\r\n" + KorLa::compose("{} {}\n", "\n", 1));
+  EXPECT_EQ(captured.take(), "a\tb?\n? 1\n");
 }
 
 TEST(open_series, hands_the_name_time_to_the_readers_that_want_one) {

@@ -140,10 +140,14 @@ TEST_F(program, runs) {
       "Using graphics library version 100\nGrSetMode: could not find suitable video driver\n"
       "Nothing to draw on: --memory --save-and-exit saves a picture, -g0 draws none\n";
   const std::string hide_screen = "unset DISPLAY WAYLAND_DISPLAY SDL_VIDEODRIVER";
+  const std::string not_logged = "Can't open logfile\nNo logfile entry\n";
+  const std::string unreadable = "Can't read /proc/self/mem: Input/output error\n";
   const Row table[] = {
       {"", 0, usage, ""},
       {"--quiet --help", 0, usage, ""},
       {"--nonsense", 0, "*: unrecognized option '--nonsense'\n" + usage, ""},
+      {"-\x1b", 0, "*: invalid option -- '[?]'\n" + usage, ""},
+      {"--non\x1bsense", 0, "*: unrecognized option '--non[?]sense'\n" + usage, ""},
       {"@empty", 0, usage, "", "echo '# nothing' >empty"},
       {"--quiet", 0, none, ""},
       {"--quiet -w elsewhere", 0, none, ""},
@@ -151,6 +155,17 @@ TEST_F(program, runs) {
       {plain + "*.dat a.ko24", 0, none, ""},
       {plain + "a?.ko24 a.ko24", 0, none, ""},
       {"--quiet", 0, "No logfile entry\n" + none, "", "mkdir logfile"},
+      {"--quiet @list", 0, not_logged + none, "", "echo '#' >list; ln list logfile"},
+      {plain + "a.ko24", 0, not_logged + "Coord-file: coord.dat\n", a + ", coord.dat 5",
+       "printf '\n1 2 3\n0 0\n-75 0\n0 -75\n' >coord.dat; ln -s coord.dat logfile"},
+      {plain + "-x/proc/self/mem a.ko24", 1, unreadable, ""},
+      {plain + "/proc/self/mem", -SIGABRT, "Error: " + unreadable, ""},
+      // A name can't forge a line, nor command the terminal.
+      {plain + "x\nWARNING:\x1b[1m\xc2\x9b\x9b a.ko24", 0,
+       "WARNING: can't read x[?]WARNING:[?][[]1m[?][?], skipping it: No such file or directory\n",
+       a},
+      {plain + "\x1b.ko24", -SIGABRT, "Error: [?].ko24: Unknown version (32) of an ko24 file\n", "",
+       "cp short.ko24 $(printf '\033.ko24')"},
       // A time range is announced without its times.
       {"--force=-5-1e9", 0, version + "limiting to  - \n" + none, ""},
       {"--range=0-1e300", -SIGABRT, version + "Error: time_t value out of range\n", ""},

@@ -2,7 +2,9 @@
 
 #include "korla/korla_binary.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -78,7 +80,9 @@ void BinaryKORLA::read_comment_line() {
     }
   }
   if (byte == EOF) {
-    require_read(file(), station_file().path);
+    if (std::ferror(file()) != 0) {
+      write_message(fmt::format("fgetc:{}", std::strerror(errno)));
+    }
     write_message("fgetc: EOF \n");
     write_message(compose("{}: the file ends in its comment line\n", station_file().path));
     end_process(1);
@@ -111,9 +115,8 @@ bool BinaryKORLA::read_block() {
   if (count == size) {
     return true;
   }
-  require_read(file(), station_file().path);
-  if (count > 0) {
-    write_message("fread: EOF\n");
+  if (count > 0 || std::ferror(file()) != 0) {
+    write_message(std::feof(file()) != 0 ? "fread: EOF\n" : "fread: can't read data\n");
     ended_in_group_ = true;
   }
   return false;

@@ -64,7 +64,7 @@ std::string replace_controls(std::string_view text, std::string_view kept,
 }
 
 std::string printable(std::string_view text) {
-  return replace_controls(text, "", question_mark);
+  return replace_controls(text, "\t", question_mark);
 }
 
 void write_message(std::string_view text) {

@@ -25,7 +25,7 @@ std::string replace_controls(std::string_view text, std::string_view kept,
                              std::string (*replace)(std::string_view bytes));
 
 /// A text from outside, such as a file name, as a message may show it: on one line, with "?" for
-/// each control character.
+/// each control character but a tab.
 std::string printable(std::string_view text);
 
 /// An argument of a message: a text as `printable` shows it, anything else as it is.

@@ -27,6 +27,7 @@
 #include "src/plot_surface.h"
 #include "src/progress.h"
 #include "src/response_files.h"
+#include "src/result_stream.h"
 #include "src/run_checks.h"
 #include "src/run_files.h"
 #include "src/settings.h"

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <ft2build.h>
+#include <system_error>
 #include FT_FREETYPE_H
 
 namespace gr {
@@ -22,6 +24,10 @@ constexpr int to_pixels(FT_Pos length) {
 class Face {
  public:
   explicit Face(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+      return;  // opening a pipe would wait for a writer
+    }
     if (FT_Init_FreeType(&library_) != 0) {
       library_ = nullptr;
     } else if (FT_New_Face(library_, path.c_str(), 0, &face_) != 0) {

@@ -72,7 +72,7 @@ struct TimeScale {
   int major_length;  ///< of a tick, pixels
   bool print_ut;     ///< labels are clock times
 
-  long column(double t) const { return std::lround(scale * (t - t0) + left); }
+  int column(double t) const { return gr::to_coordinate(std::round(scale * (t - t0) + left)); }
 
   /// How many multiples of a spacing one tick stands for: more than one only where a multiple is
   /// less than a pixel, so that the longest axis takes no more steps than a few for each pixel.
@@ -159,13 +159,13 @@ void draw_tick(int x, int row, int length) {
   gr::line(x, row, x, row + length, plot_surface.foreground);
 }
 
-Columns draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
-  Columns drawn = {axis.left, axis.right};
+int draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
+  int greatest = axis.right;
   const auto first = whole(std::floor((axis.t0 + axis.epsilon) / spacing.major));
   const auto last = whole(std::ceil((axis.t1 - axis.epsilon) / spacing.major));
   for (std::int64_t k = first; k <= last; k += axis.step(spacing.major)) {
     const double t = static_cast<double>(k) * spacing.major;
-    auto x = static_cast<int>(axis.column(t));
+    int x = axis.column(t);
     if (std::abs(x - axis.right) <= 2) {
       x = axis.right;
     } else if (x > axis.right) {
@@ -178,13 +178,13 @@ Columns draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
     TAVRIK_TRACE(2, "x={} y={}\n", x, axis.row);
     draw_tick(x, axis.row, axis.major_length);
     draw_label(x, axis.row + axis.label_height, label, HorizontalAlign::center, VerticalAlign::top);
-    const long next = axis.column(t + spacing.major) - x;
+    const int next = axis.column(t + spacing.major) - x;
     if (next < width) {
       TAVRIK_TRACE(2, "tw={} > {}\n", width, next);
     }
-    drawn = {std::min(drawn.least, x - width / 2), std::max(drawn.greatest, x + width / 2)};
+    greatest = std::max(greatest, x + width / 2);
   }
-  return drawn;
+  return greatest;
 }
 
 void draw_minor_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
@@ -195,7 +195,7 @@ void draw_minor_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
   for (std::int64_t k = first; k <= last; k += axis.step(s)) {
     const double t = static_cast<double>(k) * s;
     if (t >= axis.t0 - axis.epsilon && t <= axis.t1 + axis.epsilon) {
-      draw_tick(static_cast<int>(axis.column(t)), axis.row, end - axis.row);
+      draw_tick(axis.column(t), axis.row, end - axis.row);
     }
   }
 }
@@ -288,14 +288,13 @@ NiceSpacing nice_spacing(double a, double b) {
   return {sign * 10 * power, 0};
 }
 
-Columns draw_time_axis(int width, int height, int left, int top, double t0, double t1,
-                       bool print_ut) {
+int draw_time_axis(int width, int height, int left, int top, double t0, double t1, bool print_ut) {
   const TimeScale axis = make_scale(width, height, left, top, t0, t1, print_ut);
   const TimeSpacing& spacing = choose_spacing(axis);
   trace_spacing(axis, spacing);
-  const Columns labels = draw_major_ticks(axis, spacing);
+  const int greatest = draw_major_ticks(axis, spacing);
   draw_minor_ticks(axis, spacing);
-  return labels;
+  return greatest;
 }
 
 int draw_value_axis(int width, int height, int left, int top, bool integer_steps, double lo,

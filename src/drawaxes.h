@@ -15,18 +15,12 @@ struct NiceSpacing {
 /// spacing.
 NiceSpacing nice_spacing(double a, double b);
 
-/// Columns that something was drawn in, both included.
-struct Columns {
-  int least;
-  int greatest;
-};
-
 /// Draws ticks and labels below a panel. width, height: of the panel in pixels; left, top: its
 /// corner; t0, t1: times at its edges, seconds, finite and different. t1 below t0 is a time of the
 /// next day. Labels are clock times with print_ut, else minutes of the day.
-/// Returns the columns of the labels: the first may begin left of the panel.
-Columns draw_time_axis(int width, int height, int left, int top, double t0, double t1,
-                       bool print_ut);
+/// Returns the last column of panel and labels. What is left of the panel is not told: a tick there
+/// stands for an earlier time, any number of columns away.
+int draw_time_axis(int width, int height, int left, int top, double t0, double t1, bool print_ut);
 
 /// Draws ticks, a dotted grid and labels on both sides of a panel for values from lo (bottom) to hi
 /// (top), finite and different. integer_steps: minor ticks are at least 1 apart.

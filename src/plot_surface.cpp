@@ -5,11 +5,13 @@
 #include <clocale>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "graphics/draw.h"
 #include "graphics/mode.h"
 
 #include "src/console.h"
+#include "src/result_stream.h"
 #include "src/settings.h"
 
 namespace tavrik {
@@ -63,14 +65,10 @@ std::string memory_driver(int width, int height) {
   return fmt::format("memory gw {} gh {} nc 256", width, height);
 }
 
-[[noreturn]] void end_without_canvas() {
-  fail("Nothing to draw on: --memory --save-and-exit saves a picture, -g0 draws none\n");
-}
-
 void open_memory_canvas(int width) {
   if (!gr::set_driver(memory_driver(width, picture_height)) ||
       !gr::GrSetMode(gr::ModeKind::default_graphics)) {
-    end_without_canvas();
+    throw std::bad_alloc();  // the text and the size are good ones
   }
 }
 
@@ -82,7 +80,7 @@ void open_screen(int graphics_mode) {
   }
   if (!gr::set_driver("") ||
       !gr::GrSetMode(gr::ModeKind::width_height_color_graphics, size.width, size.height, 256)) {
-    end_without_canvas();
+    fail("Nothing to draw on: --memory --save-and-exit saves a picture, -g0 draws none\n");
   }
 }
 
@@ -115,10 +113,17 @@ std::shared_ptr<const gr::Font> choose_font(int graphics_mode) {
     warn("Font {} not found\nUsing default font\n", name);
     return usual;
   }
+  if (!gr::default_font(name)) {
+    protect_input(name);
+  }
   return font;
 }
 
 }  // namespace
+
+void end_too_wide() {
+  fail("Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
+}
 
 const PanelLayout& panel_layout(int graphics_mode) {
   return panel_layouts.at(static_cast<std::size_t>(graphics_mode));

@@ -43,13 +43,19 @@ inline constexpr std::size_t ega_white = 15;
 /// Rows of every saved picture.
 inline constexpr int picture_height = 600;
 
+/// Most columns of a saved picture, and of the plot in it: with its rows 180 MB.
+inline constexpr int widest_picture = 300000;
+
+/// Says that a plot is wider than that, and ends the program with status 1.
+[[noreturn]] void end_too_wide();
+
 /// Starts graphics on the memory canvas or the screen, as the settings say, and loads the font that
-/// the environment variable ZENVUE_FONT names. Mode 0 starts nothing. A canvas that can't be opened
-/// ends the program with status 1.
+/// the environment variable ZENVUE_FONT names; no result may overwrite its file. Mode 0 starts
+/// nothing. A screen that can't be opened ends the program with status 1.
 void graphics_init(int graphics_mode);
 
-/// Opens a memory canvas of another width in place of the one in use, whose drawing is lost. One
-/// that can't be opened ends the program with status 1.
+/// Opens a memory canvas of another width, above 0, in place of the one in use, whose drawing is
+/// lost: its memory is given back first. Throws std::bad_alloc.
 void resize_memory_canvas(int width);
 
 /// Ends graphics.

@@ -24,9 +24,7 @@ constexpr std::uint8_t dots[] = {1};
 constexpr double day = KorLa::seconds_per_day;
 constexpr double usual_velocity_maximum = 1000;
 
-// Limits that keep every picture within the memory at hand and the width that a saved one may have.
-constexpr double most_columns = 300000;
-constexpr double longest_bar = 100000;
+constexpr double longest_bar = 100000;  // leaves room for the panels in the widest picture
 
 using gr::HorizontalAlign;
 using gr::to_coordinate;
@@ -138,10 +136,10 @@ void draw_frame(const Panels& p) {
   gr::box(p.left, p.top, p.right + 2, p.middle, plot_surface.foreground);
   gr::box(p.left, p.middle, p.right + 2, p.bottom, plot_surface.foreground);
   const double shift = p.state.center_time ? p.times.step / 2 : 0;
-  const Columns labels =
+  const int last_label =
       draw_time_axis(p.times.width + 2, p.azimuth_height + p.velocity_height, p.left, p.top,
                      p.times.first + shift, p.times.last + shift, p.options.print_ut);
-  extend(p.state, labels.least, labels.greatest);
+  extend(p.state, p.left, last_label);
 }
 
 /// A plus sign around column x + 1.
@@ -258,8 +256,8 @@ PlotTimes plot_times(const ResultSeries& series, const Settings& options) {
   }
   TAVRIK_TRACE(1, "tdiff = {}", times.step);
   const double records = time_from(times, times.last) / times.step;
-  if (!(records / options.compact <= most_columns)) {
-    fail("Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
+  if (!(records / options.compact <= widest_picture)) {
+    end_too_wide();
   }
   times.width = std::max(0, static_cast<int>(records / options.compact));
   return times;

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <boost/filesystem/path.hpp>
+#include <cstdint>
 #include <cstdio>
+#include <new>
 #include <unistd.h>
 
 #include "graphics/draw.h"
@@ -84,6 +86,15 @@ void save(const gr::Canvas& picture, const std::string& data_path) {
   }
 }
 
+/// Columns of the picture; too many of them end the program.
+int picture_width(const DisplayState& state) {
+  const std::int64_t width = std::int64_t{state.greatest_x} - state.least_x + 2 * margin;
+  if (width > widest_picture) {
+    end_too_wide();
+  }
+  return static_cast<int>(width);
+}
+
 /// Draws the plot on a memory canvas of the picture's width. The panels are always centred on the
 /// canvas, so on this one all columns are new_left - old_left further right than on the one where
 /// the plot's extent was measured. The pan takes that back, and puts the least column `margin`
@@ -100,6 +111,9 @@ void draw_in_memory(const ResultSeries& results, int width) {
 /// Marks at the edge of a screen are in both screens, so that they are whole in the picture.
 gr::Canvas draw_in_slices(const ResultSeries& results, int width) {
   gr::Canvas picture(width, picture_height);
+  if (picture.pixels.empty()) {
+    throw std::bad_alloc();
+  }
   std::fill(picture.pixels.begin(), picture.pixels.end(),
             static_cast<std::uint8_t>(plot_surface.background));
   const int least = display_state.least_x;
@@ -135,7 +149,7 @@ void save_complete_plot(const std::string& data_path, const ResultSeries& result
   display_state.horizontal_offset = 0;
   display_state.vertical_offset = 0;
   result_plot(data_path, results, save_and_exit_key);  // for the extent, whatever plot was shown
-  const int width = display_state.greatest_x - display_state.least_x + 2 * margin;
+  const int width = picture_width(display_state);
   if (settings.memory) {
     draw_in_memory(results, width);
     save(gr::graphics.canvas, data_path);

@@ -280,6 +280,7 @@ TEST_F(plots, hostile_series_are_drawn) {
   std::vector<ResultSeries> hostile = {at_times({90, 50, 40, 35}),
                                        at_times({186400, 186404, 100000}),
                                        at_times({1e9, 1e9 + 4, 5}),
+                                       at_times({0.3, 0.3 + 2e-11, 0.3 + 4e-11}),
                                        series_of(&ResultRecord::vel2, {inf, inf, inf}),
                                        series_of(&ResultRecord::vel2, {1e-300, 2e-300, 300}),
                                        series_of(&ResultRecord::vel2, {8e307, 1.6e308, 1.7e308}),
@@ -304,6 +305,8 @@ TEST_F(plots, hostile_series_are_drawn) {
       for (const auto plot : {result_plot, circular_plot, circular_velocity_plot}) {
         EXPECT_EQ(plot("x", series, save_and_exit_key), save_and_exit_key);
       }
+      // A tick far left of the panel widens nothing.
+      EXPECT_GE(display_state.least_x, (800 - plot_times(series, settings).width) / 2 - 99);
       EXPECT_LE(display_state.least_x, display_state.greatest_x);
     }
   }
@@ -365,6 +368,9 @@ TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
   expect_failure(save({"-c", "--force=0-1456900000", "event.ko24"}),
                  "Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
   EXPECT_NE(folder_.read("event.az"), "");
+  // The panels alone would not be.
+  expect_failure(save({"-c", "-s18", "--force=1456790400-1457090390", "event.ko24"}),
+                 "Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
   expect_failure(save({"-g4", "event.ko24"}), "\nGrSetMode: ");
   // An absolute path is stripped, and no folder is made for it.
   expect_failure(save({folder_ / "event.ko24"}), "Can't open " + (folder_ / "event.png").substr(1));
@@ -372,6 +378,19 @@ TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
   folder_.write("input.png", bytes);
   expect_failure(save({"input.png"}), "Can't open input.png\n");
   EXPECT_TRUE(folder_.read("input.png") == bytes);
+}
+
+TEST_F(program_pictures, no_result_replaces_the_font) {
+  const std::string font = folder_.write("event.az",
+                                         "STARTFONT 2.1\nFONT a\nSIZE 8 75 75\n"
+                                         "FONTBOUNDINGBOX 8 8 0 0\nCHARS 1\nSTARTCHAR q\n"
+                                         "ENCODING 63\nSWIDTH 999 0\nDWIDTH 8 0\nBBX 8 1 0 0\n"
+                                         "BITMAP\nFF\nENDCHAR\nENDFONT\n");
+  const std::string bytes = folder_.read("event.az");
+  const auto ended = save({"-c", "event.ko24"}, ("export ZENVUE_FONT=" + font).c_str());
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_THAT(ended.error, HasSubstr("Can't open event.az\n"));
+  EXPECT_TRUE(folder_.read("event.az") == bytes);
 }
 
 TEST_F(program_pictures, are_not_saved_unless_they_are_asked_for_and_there_is_data) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
+#include <sys/stat.h>
 
 #include "graphics/draw.h"
 #include "graphics/mode.h"
@@ -165,6 +166,8 @@ TEST_F(text, a_font_file_gives_widths_and_shapes) {
   EXPECT_EQ(load(other.replace(other.find("ENCODING 63"), 11, "ENCODING 64")), nullptr);
   EXPECT_EQ(load(small_font.substr(0, 300)), nullptr);
   EXPECT_EQ(gr::load_font(folder / "missing", 16), nullptr);
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);  // opening it would wait for ever
+  EXPECT_EQ(gr::load_font(folder / "pipe", 16), nullptr);
   EXPECT_EQ(gr::load_font(folder.write("a.bdf", small_font), 0), nullptr);
 }
 

@@ -4,9 +4,12 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <new>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 #include "src/console.h"
@@ -17,33 +20,56 @@ namespace tavrik {
 
 namespace {
 
-/// The message of the error that ends the process; empty for an end without an error.
-std::string current_error() {
-  const std::exception_ptr error = std::current_exception();
-  if (!error) {
-    return "";
+constexpr const char* no_memory = "out of memory";
+
+/// Writes the message of the error that ends the process, in pieces: to put them together would
+/// take memory.
+void tell(const char* error) {
+  const std::string* file = file_being_read();
+  write_message("Error: ");
+  if (file != nullptr && std::strstr(error, file->c_str()) == nullptr) {
+    write_message(*file);
+    write_message(": ");
+  }
+  write_message(error);
+  if (!std::string_view(error).ends_with('\n')) {
+    write_message("\n");
+  }
+}
+
+void tell_current_error() {
+  if (!std::current_exception()) {
+    tell(no_memory);  // not even for an exception: nothing else ends the process without one
+    return;
   }
   try {
-    std::rethrow_exception(error);
+    throw;  // what std::rethrow_exception does takes memory
+  } catch (const std::bad_alloc&) {
+    tell(no_memory);
   } catch (const std::exception& exception) {
-    return exception.what();
+    tell(exception.what());
   } catch (...) {
-    return "unknown error";
+    tell("unknown error");
   }
 }
 
 /// Ends the process abnormally, as any error does that nothing catches.
 [[noreturn]] void tell_and_abort() {
-  abandon_result_files();
-  const std::string error = current_error();
-  std::string message = "Error: ";
-  const std::string* file = file_being_read();
-  if (file != nullptr && error.find(*file) == std::string::npos) {
-    message += *file + ": ";
+  try {
+    abandon_result_files();
+  } catch (const std::bad_alloc&) {
+    // Lines are lost, and that can't be said. The error itself still can.
   }
-  write_line(message + error);
+  tell_current_error();
   std::abort();
 }
+
+void tell_errors() {
+  std::set_terminate(tell_and_abort);
+}
+
+/// Static objects take memory, too, also those of libraries: this is called before any is made.
+[[gnu::section(".preinit_array"), gnu::used]] void (*const first_of_all)() = tell_errors;
 
 }  // namespace
 
@@ -59,7 +85,6 @@ void guard_process() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::atexit(abandon_result_files);
-  std::set_terminate(tell_and_abort);
 }
 
 }  // namespace tavrik

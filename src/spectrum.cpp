@@ -4,8 +4,17 @@
 
 #include <cmath>
 #include <cstring>
+#include <exception>
 #include <gsl/narrow>
 #include <new>
+
+/// FFTW ends the process itself, with a message about its sources, where an allocation of its own
+/// fails: by calling this, which a program may have instead of the library's. Nothing else is
+/// checked in this way.
+extern "C" [[noreturn]] void fftw_assertion_failed(const char* /*condition*/, int /*line*/,
+                                                   const char* /*file*/) {
+  std::terminate();  // without an error: for want of memory
+}
 
 namespace tavrik {
 
@@ -34,6 +43,9 @@ Spectrum::Spectrum(std::size_t size) : size_(size), in_(allocate(size)), out_(al
   const int n = gsl::narrow<int>(size);
   plan_ = fftw_plan_many_dft(1, &n, n_channels, in_.get(), nullptr, 1, n, out_.get(), nullptr, 1, n,
                              FFTW_FORWARD, FFTW_ESTIMATE);
+  if (plan_ == nullptr) {
+    throw std::bad_alloc();
+  }
   // The imaginary parts stay zero for good: a transform that is not in place leaves its input
   // alone.
   std::memset(in_.get(), 0, n_channels * size * sizeof(fftw_complex));

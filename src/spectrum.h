@@ -13,7 +13,7 @@ namespace tavrik {
 /// k / size). Bin k is the frequency k / size times the sampling frequency.
 class Spectrum {
  public:
-  /// size: samples in a window, at least 1.
+  /// size: samples in a window, at least 1. Throws std::bad_alloc.
   explicit Spectrum(std::size_t size);
   Spectrum(const Spectrum&) = delete;
   Spectrum& operator=(const Spectrum&) = delete;

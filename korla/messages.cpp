@@ -42,6 +42,21 @@ bool is_control(std::string_view character) {
   return character.size() == 2 && character.front() == '\xC2' && code <= last;
 }
 
+/// Where the first control character that is not among `kept` begins; the text's size if there is
+/// none.
+std::size_t find_control(std::string_view text, std::string_view kept) {
+  std::size_t place = 0;
+  while (place < text.size()) {
+    const std::size_t size = character_size(text.substr(place));
+    const std::string_view character = text.substr(place, size);
+    if (is_control(character) && kept.find(character) == std::string_view::npos) {
+      break;
+    }
+    place += size;
+  }
+  return place;
+}
+
 std::string question_mark(std::string_view) {
   return "?";
 }
@@ -51,16 +66,16 @@ std::string question_mark(std::string_view) {
 std::string replace_controls(std::string_view text, std::string_view kept,
                              std::string (*replace)(std::string_view bytes)) {
   std::string result;
-  while (!text.empty()) {
-    const std::string_view character = text.substr(0, character_size(text));
-    if (is_control(character) && kept.find(character) == std::string_view::npos) {
-      result += replace(character);
-    } else {
-      result += character;
+  for (;;) {
+    const std::size_t place = find_control(text, kept);
+    result += text.substr(0, place);
+    if (place == text.size()) {
+      return result;
     }
-    text.remove_prefix(character.size());
+    const std::size_t size = character_size(text.substr(place));
+    result += replace(text.substr(place, size));
+    text.remove_prefix(place + size);
   }
-  return result;
 }
 
 std::string printable(std::string_view text) {
@@ -68,8 +83,16 @@ std::string printable(std::string_view text) {
 }
 
 void write_message(std::string_view text) {
-  const std::string clean = replace_controls(text, "\n\t", question_mark);
-  std::fwrite(clean.data(), 1, clean.size(), stderr);
+  // Without taking memory, since the message may be that there is none.
+  for (;;) {
+    const std::size_t place = find_control(text, "\n\t");
+    std::fwrite(text.data(), 1, place, stderr);
+    if (place == text.size()) {
+      return;
+    }
+    std::fputc('?', stderr);
+    text.remove_prefix(place + character_size(text.substr(place)));
+  }
 }
 
 void write_line(std::string text) {

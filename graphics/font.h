@@ -35,8 +35,8 @@ std::shared_ptr<const Font> default_font(const std::string& name);
 
 /// A built-in font by its name, or a font from a regular file (PCF, BDF, TrueType, OpenType). A
 /// scalable one is rendered in one bit at the given height in pixels, 1..1000, from the highest
-/// ascender to the lowest descender; of the sizes of another one the nearest is taken. Null if there
-/// is no such font, or if it has no "?".
+/// ascender to the lowest descender; of the sizes of another one the nearest is taken. Null if
+/// there is no such font, or if it has no "?".
 std::shared_ptr<const Font> load_font(const std::string& name, int height);
 
 }  // namespace gr

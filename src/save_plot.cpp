@@ -88,7 +88,8 @@ void save(const gr::Canvas& picture, const std::string& data_path) {
 
 /// Columns of the picture; too many of them end the program.
 int picture_width(const DisplayState& state) {
-  const std::int64_t width = std::int64_t{state.greatest_x} - state.least_x + 2 * margin;
+  const std::int64_t width =
+      std::int64_t{state.greatest_x} - state.least_x + std::int64_t{2} * margin;
   if (width > widest_picture) {
     end_too_wide();
   }

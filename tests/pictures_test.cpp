@@ -388,7 +388,7 @@ TEST_F(program_pictures, no_result_replaces_the_font) {
                                          "BITMAP\nFF\nENDCHAR\nENDFONT\n");
   const std::string bytes = folder_.read("event.az");
   const auto ended = save({"-c", "event.ko24"}, ("export ZENVUE_FONT=" + font).c_str());
-  EXPECT_EQ(ended.status, 0);
+  EXPECT_EQ(ended.status, 1);
   EXPECT_THAT(ended.error, HasSubstr("Can't open event.az\n"));
   EXPECT_TRUE(folder_.read("event.az") == bytes);
 }

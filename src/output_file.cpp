@@ -18,10 +18,13 @@ namespace {
 
 constexpr mode_t usual_mode = 0666;
 
-/// Where the links of a path lead to, so that a link stays a link. One that leads nowhere is
+/// Where a link leads to, so that it stays a link. One that leads nowhere, and any other file, is
 /// itself.
 std::string without_links(const std::string& path) {
   std::error_code ignored;
+  if (!std::filesystem::is_symlink(path, ignored)) {
+    return path;
+  }
   const auto target = std::filesystem::canonical(path, ignored);
   return target.empty() ? path : target.string();
 }

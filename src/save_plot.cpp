@@ -63,11 +63,11 @@ bool write_picture(const gr::Canvas& picture, int descriptor) {
 }
 
 void save_to_file(const gr::Canvas& picture, const std::string& data_path) {
+  const StopSignals signals;
   OutputFile file = open_output({picture_path(data_path), data_path});
   if (!file.is_open()) {
     return;
   }
-  const StopSignals signals;
   const bool written = write_picture(picture, file.descriptor);
   if (!written) {
     report_lost(file);

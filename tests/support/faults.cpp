@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -56,6 +57,14 @@ const char* kind_of_open(int flags) {
   return (flags & O_EXCL) != 0 ? "open_draft" : (flags & O_CREAT) != 0 ? "open" : "";
 }
 
+/// When a read is to fail: gives a stream a file that no disk could read worse.
+std::FILE* maybe_unreadable(std::FILE* file) {
+  if (fails("fread")) {
+    dup2(open("/proc/self/mem", O_RDONLY | O_CLOEXEC), fileno(file));
+  }
+  return file;
+}
+
 }  // namespace
 
 /// A function that fails with `result` when a call of this name is to fail.
@@ -82,6 +91,8 @@ TAVRIK_FAULTY(int, fclose, (std::FILE * file), (file), "fclose", -1)
 TAVRIK_FAULTY(int, fflush, (std::FILE * file), (file), "fflush", -1)
 TAVRIK_FAULTY(std::size_t, fwrite, (const void* b, std::size_t s, std::size_t n, std::FILE* file),
               (b, s, n, file), file != stderr ? "fwrite" : "", 0)
+TAVRIK_FAULTY(std::size_t, fread, (void* b, std::size_t s, std::size_t n, std::FILE* file),
+              (b, s, n, maybe_unreadable(file)), "", 0)
 TAVRIK_FAULTY(void*, malloc, (std::size_t size), (size), "malloc", nullptr)
 TAVRIK_FAULTY(void*, memalign, (std::size_t alignment, std::size_t size), (alignment, size),
               "malloc", nullptr)

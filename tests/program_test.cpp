@@ -232,6 +232,7 @@ TEST_F(program, runs) {
       {plain + "-x a.az a.ko24", 1,
        "Coord-file: a.az\nCoord-file: a.az\nCoord-file: a.az\nCan't open a.az\n",
        "a.az 5, a.caz 36", "printf '\n1 2 3\n0 0\n-75 0\n0 -75\n' >a.az"},
+      {plain + "@a.caz", 1, "Can't open a.caz\n", "a.az 36, a.caz 1", "echo a.ko24 >a.caz"},
       {"--quiet a.ko24", 1, no_screen, "", hide_screen},
       {"--quiet -g0 a.ko24", 0, "", "", hide_screen},
   };

@@ -57,12 +57,11 @@ const char* kind_of_open(int flags) {
   return (flags & O_EXCL) != 0 ? "open_draft" : (flags & O_CREAT) != 0 ? "open" : "";
 }
 
-/// When a read is to fail: gives a stream a file that no disk could read worse.
-std::FILE* maybe_unreadable(std::FILE* file) {
-  if (fails("fread")) {
-    dup2(open("/proc/self/mem", O_RDONLY | O_CLOEXEC), fileno(file));
-  }
-  return file;
+/// Gives a stream the C library's mark of a failed read. Returns what such a read gives.
+std::size_t mark_failed(std::FILE* file) {
+  constexpr int error_seen = 0x20;
+  file->_flags |= error_seen;
+  return 0;
 }
 
 }  // namespace
@@ -92,7 +91,7 @@ TAVRIK_FAULTY(int, fflush, (std::FILE * file), (file), "fflush", -1)
 TAVRIK_FAULTY(std::size_t, fwrite, (const void* b, std::size_t s, std::size_t n, std::FILE* file),
               (b, s, n, file), file != stderr ? "fwrite" : "", 0)
 TAVRIK_FAULTY(std::size_t, fread, (void* b, std::size_t s, std::size_t n, std::FILE* file),
-              (b, s, n, maybe_unreadable(file)), "", 0)
+              (b, s, n, file), "fread", mark_failed(file))
 TAVRIK_FAULTY(void*, malloc, (std::size_t size), (size), "malloc", nullptr)
 TAVRIK_FAULTY(void*, memalign, (std::size_t alignment, std::size_t size), (alignment, size),
               "malloc", nullptr)

@@ -19,13 +19,13 @@
 #include "src/correlation.h"
 #include "src/direction.h"
 #include "src/geometry.h"
-#include "src/lag_sums.h"
 #include "src/plot_surface.h"
 #include "src/result_plot.h"
 #include "src/results.h"
 #include "src/settings.h"
 #include "src/spectrum.h"
 #include "src/statistics.h"
+#include "src/window_kernel.h"
 
 namespace {
 
@@ -73,7 +73,9 @@ void transform(benchmark::State& state) {
   std::array<double, 8> magnitudes{};
   for (auto _ : state) {
     for (std::size_t c = 0; c < 3; ++c) {
-      spectrum.set_channel(c, day().channel(c));
+      for (std::size_t i = 0; i < length; ++i) {
+        spectrum.input(c)[2 * i] = day().channel(c)[i];
+      }
     }
     spectrum.transform();
     spectrum.average_magnitudes(magnitudes);
@@ -96,7 +98,8 @@ void correlation(benchmark::State& state) {
   for (auto _ : state) {
     for (std::size_t p = 0; p < 3; ++p) {
       const auto [a, b] = tavrik::pair_channels[p];
-      tavrik::lag_sums(window[a], window[b], -static_cast<std::ptrdiff_t>(max_lag), work.sums);
+      tavrik::window_kernel.lag_sums(window[a], window[b], -static_cast<std::ptrdiff_t>(max_lag),
+                                     work.sums);
       tavrik::correlate_weighted(work.sums, work.divisors, work.crs[p]);
       tavrik::correlate_normalised(work.sums, 128.0, 128.0, work.crn[p]);
       tavrik::divide_by_peak(work.crs[p], work.crs_norm[p]);

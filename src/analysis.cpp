@@ -15,7 +15,6 @@
 #include "src/direction.h"
 #include "src/gather.h"
 #include "src/geometry.h"
-#include "src/lag_sums.h"
 #include "src/progress.h"
 #include "src/results.h"
 #include "src/run_checks.h"
@@ -23,19 +22,16 @@
 #include "src/spectrum.h"
 #include "src/statistics.h"
 #include "src/stop_signals.h"
+#include "src/window_kernel.h"
 
 namespace tavrik {
 
 namespace {
 
-using Channels = std::array<PaddedSignal, 3>;
-
-/// One value for each channel.
-using PerChannel = std::array<double, 3>;
-
 /// What a run keeps from window to window; all memory is taken before the first.
 struct WindowWork {
-  Channels window;  ///< the window's samples, normalised in place
+  Frames frames;    ///< the window's samples, normalised in place
+  Channels window;  ///< the same, one channel after the other, as the sums over lags want them
   Spectrum spectrum;
   Correlation correlation;
   std::vector<double> magnitudes;  ///< of the bins that the line is fitted to
@@ -48,7 +44,7 @@ struct WindowWork {
   double base_time = 0;  ///< see window_time
 
   WindowWork(std::size_t length, std::size_t max_lag, std::size_t n_bins)
-      : spectrum(length), magnitudes(n_bins) {
+      : frames(4 * length), spectrum(length), magnitudes(n_bins) {
     for (PaddedSignal& channel : window) {
       channel.resize(length, max_lag);
     }
@@ -62,14 +58,15 @@ struct WindowWork {
   }
 };
 
-/// Copies the window that starts at sample `first` into the window and the transform's input.
+/// Copies the window that starts at sample `first` into the frames and the transform's input.
 void load_window(WindowWork& work, const LoadedSeries& data, std::size_t first) {
-  for (std::size_t c = 0; c < work.window.size(); ++c) {
-    const std::int32_t* raw = data.samples[c].data() + first;
-    const std::span<double> samples = work.window[c].samples();
-    std::copy_n(raw, samples.size(), samples.begin());
-    work.spectrum.set_channel(c, raw);
+  std::array<const std::int32_t*, 3> raw;
+  std::array<double*, 3> inputs;
+  for (std::size_t c = 0; c < raw.size(); ++c) {
+    raw[c] = data.samples[c].data() + first;
+    inputs[c] = work.spectrum.input(c);
   }
+  window_kernel.load(raw, inputs, work.frames);
 }
 
 /// The standard deviation of a variance.
@@ -80,56 +77,22 @@ double deviation(double variance) {
   return std::sqrt(variance);
 }
 
-/// Returns the means; mean_absolute receives the mean absolute values. The channels are summed side
-/// by side: three chains of additions keep the processor busy where one would wait for each sum.
-PerChannel measure_means(Channels& window, PerChannel& mean_absolute) {
-  const std::span<const double> x0 = window[0].samples();
-  const std::span<const double> x1 = window[1].samples();
-  const std::span<const double> x2 = window[2].samples();
-  PerChannel sum{};
-  PerChannel sum_absolute{};
-  for (std::size_t i = 0; i < x0.size(); ++i) {
-    sum[0] += x0[i];
-    sum[1] += x1[i];
-    sum[2] += x2[i];
-    sum_absolute[0] += std::fabs(x0[i]);
-    sum_absolute[1] += std::fabs(x1[i]);
-    sum_absolute[2] += std::fabs(x2[i]);
-  }
-  const auto n = static_cast<double>(x0.size());
-  for (std::size_t c = 0; c < sum.size(); ++c) {
-    sum[c] /= n;
-    mean_absolute[c] = sum_absolute[c] / n;
-  }
-  return sum;
+PerChannel divided(const PerChannel& values, double divisor) {
+  return {values[0] / divisor, values[1] / divisor, values[2] / divisor};
 }
 
-/// Sums of squared deviations from the given means.
-PerChannel measure_energy(Channels& window, const PerChannel& mean) {
-  const std::span<const double> x0 = window[0].samples();
-  const std::span<const double> x1 = window[1].samples();
-  const std::span<const double> x2 = window[2].samples();
-  PerChannel sum{};
-  for (std::size_t i = 0; i < x0.size(); ++i) {
-    sum[0] += (x0[i] - mean[0]) * (x0[i] - mean[0]);
-    sum[1] += (x1[i] - mean[1]) * (x1[i] - mean[1]);
-    sum[2] += (x2[i] - mean[2]) * (x2[i] - mean[2]);
+/// Frees the channels of their means and scales them to unit variance, so that loud and faint
+/// windows, and microphones of different gain, correlate alike; a constant channel becomes zeros.
+void normalise(WindowWork& work, const PerChannel& mean) {
+  const auto n = static_cast<double>(settings.clength);
+  PerChannel scale;
+  for (std::size_t c = 0; c < scale.size(); ++c) {
+    const double s = deviation(work.energy[c] / (n - 1));
+    scale[c] = s > 0 ? s : 1;
   }
-  return sum;
-}
-
-/// Frees a channel of its mean and scales it to unit variance, so that loud and faint windows, and
-/// microphones of different gain, correlate alike; a constant channel becomes zeros.
-void normalise(std::span<double> samples, double mean, double energy) {
-  const double scale = deviation(energy / static_cast<double>(samples.size() - 1));
-  for (double& sample : samples) {
-    sample -= mean;
-  }
-  if (scale > 0) {
-    for (double& sample : samples) {
-      sample /= scale;
-    }
-  }
+  const PerChannel sum = window_kernel.normalise(work.frames, mean, scale);
+  // The normalised series wants the energies of what it is given.
+  work.energy = window_kernel.sum_squares(work.frames, divided(sum, n));
 }
 
 /// Measures each channel's spectrum. A constant channel is left out: apart from bin 0, its
@@ -147,26 +110,30 @@ void measure_spectra(WindowWork& work, ResultRecord& record) {
   record.ent2 = spectra[2].entropy;
 }
 
+void measure_autocorrelation(WindowWork& work) {
+  window_kernel.separate(work.frames, work.window);
+  for (std::size_t c = 0; c < work.window.size(); ++c) {
+    work.values.autocorrelation[c] = work.acr->measure(work.window[c].samples(), work.frequency);
+  }
+}
+
 /// Measures the raw window, then normalises it unless the settings forbid.
 void prepare_window(WindowWork& work, ResultRecord& record) {
-  const PerChannel mean = measure_means(work.window, work.values.mvl);
-  work.energy = measure_energy(work.window, mean);
+  const auto n = static_cast<double>(settings.clength);
+  const FrameSums sums = window_kernel.sum(work.frames);
+  const PerChannel mean = divided(sums.plain, n);
+  work.values.mvl = divided(sums.absolute, n);
+  work.energy = window_kernel.sum_squares(work.frames, mean);
   if (!work.powers.empty()) {
     measure_spectra(work, record);
   }
   if (work.acr) {
-    for (std::size_t c = 0; c < work.window.size(); ++c) {
-      work.values.autocorrelation[c] = work.acr->measure(work.window[c].samples(), work.frequency);
-    }
+    measure_autocorrelation(work);
   }
   if (settings.normalize) {
-    for (std::size_t c = 0; c < work.window.size(); ++c) {
-      normalise(work.window[c].samples(), mean[c], work.energy[c]);
-    }
-    // The normalised series wants the energies of what it is given.
-    PerChannel ignored;
-    work.energy = measure_energy(work.window, measure_means(work.window, ignored));
+    normalise(work, mean);
   }
+  window_kernel.separate(work.frames, work.window);
 }
 
 /// Both series of each pair come from the same sums of products, which are the costly part.
@@ -176,7 +143,7 @@ void correlate_pairs(WindowWork& work, ResultRecord& record) {
   std::array<double, 3> cmax;
   for (std::size_t p = 0; p < pair_channels.size(); ++p) {
     const auto [a, b] = pair_channels[p];
-    lag_sums(work.window[a], work.window[b], first_lag, series.sums);
+    window_kernel.lag_sums(work.window[a], work.window[b], first_lag, series.sums);
     correlate_weighted(series.sums, series.divisors, series.crs[p]);
     correlate_normalised(series.sums, work.energy[a], work.energy[b], series.crn[p]);
     cmax[p] = divide_by_peak(series.crs[p], series.crs_norm[p]);

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
+
+#include "src/window_kernel.h"
 
 namespace tavrik {
 
@@ -44,24 +45,21 @@ void set_maxdelay(Correlation& correlation, std::size_t max_lag) {
 
 void correlate_weighted(std::span<const double> sums, std::span<const double> divisors,
                         std::span<double> out) {
-  std::transform(sums.begin(), sums.end(), divisors.begin(), out.begin(), std::divides<>());
+  window_kernel.divide(sums, divisors, out);
 }
 
 void correlate_normalised(std::span<const double> sums, double energy_a, double energy_b,
                           std::span<double> out) {
-  const double divisor = std::sqrt(energy_a * energy_b);
-  std::transform(sums.begin(), sums.end(), out.begin(),
-                 [divisor](double sum) { return sum / divisor; });
+  window_kernel.divide_by_one(sums, std::sqrt(energy_a * energy_b), out);
 }
 
 double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm) {
-  const double peak = *std::max_element(crs.begin(), crs.end());
+  const double peak = window_kernel.highest(crs);
   if (peak == 0) {
     std::fill(crs_norm.begin(), crs_norm.end(), 0.0);
   } else {
     // A division: the product with 1 / peak need not give an exact 1.0.
-    std::transform(crs.begin(), crs.end(), crs_norm.begin(),
-                   [peak](double value) { return value / peak; });
+    window_kernel.divide_by_one(crs, peak, crs_norm);
   }
   return peak;
 }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "src/console.h"
+#include "src/number_text.h"
 #include "src/settings.h"
 #include "src/stop_signals.h"
 
@@ -18,8 +19,6 @@ namespace tavrik {
 namespace {
 
 constexpr std::size_t usual_buffer = 65536;
-/// No number takes more: the largest double has 309 digits before the point, and 6 follow it.
-constexpr std::size_t longest_number = 400;
 
 void report_lost_lines(ResultStream& stream) {
   stream.failed = true;
@@ -68,14 +67,18 @@ char* reserve(ResultStream& stream, std::size_t size) {
   return stream.buffer.data() + stream.used;
 }
 
-void put_number(ResultStream& stream, double value, std::chars_format format, int precision) {
+/// Writes a number at a place with room for longest_number bytes. Returns where it ends.
+char* write_number(char* place, double value, std::chars_format format, int precision) {
   if (std::isnan(value)) {
-    put(stream, "nan");  // whatever the NaN's sign
-    return;
+    return std::copy_n("nan", 3, place);  // whatever the NaN's sign
   }
-  char* place = reserve(stream, longest_number);
-  const auto result = std::to_chars(place, place + longest_number, value, format, precision);
-  stream.used += static_cast<std::size_t>(result.ptr - place);
+  return format == std::chars_format::fixed ? write_fixed(place, value, precision)
+                                            : write_general(place, value);
+}
+
+/// Marks what was written up to `end` as used.
+void use_up_to(ResultStream& stream, const char* end) {
+  stream.used = static_cast<std::size_t>(end - stream.buffer.data());
 }
 
 /// A NaN of a column, as the NaN filter leaves it.
@@ -116,20 +119,25 @@ void put(ResultStream& stream, std::string_view text) {
 }
 
 void put_fixed(ResultStream& stream, double value, int precision) {
-  put_number(stream, value, std::chars_format::fixed, precision);
+  char* place = reserve(stream, longest_number);
+  use_up_to(stream, write_number(place, value, std::chars_format::fixed, precision));
 }
 
 void put_general(ResultStream& stream, double value) {
-  put_number(stream, value, std::chars_format::general, 6);
+  char* place = reserve(stream, longest_number);
+  use_up_to(stream, write_number(place, value, std::chars_format::general, 6));
 }
 
 void put_filtered(ResultStream& stream, std::chars_format format, std::size_t column,
                   std::span<const double> values) {
+  char* place = reserve(stream, values.size() * (1 + longest_number));
   for (const double value : values) {
-    put(stream, " ");
-    put_number(stream, std::isnan(value) ? filtered(stream, column, value) : value, format, 6);
+    *place++ = ' ';
+    place =
+        write_number(place, std::isnan(value) ? filtered(stream, column, value) : value, format, 6);
     ++column;
   }
+  use_up_to(stream, place);
 }
 
 void write_series(ResultStream& stream, std::span<const double> values) {

@@ -58,13 +58,6 @@ Spectrum::~Spectrum() {
   fftw_cleanup();
 }
 
-void Spectrum::set_channel(std::size_t channel, const std::int32_t* raw) {
-  fftw_complex* real_parts = in_.get() + channel * size_;
-  for (std::size_t i = 0; i < size_; ++i) {
-    real_parts[i][0] = raw[i];
-  }
-}
-
 void Spectrum::transform() {
   fftw_execute(plan_);
 }

@@ -2,7 +2,6 @@
 // The transform of a window: one plan and its buffers, made once for a run. Used by the analysis.
 
 #include <cstddef>
-#include <cstdint>
 #include <fftw3.h>
 #include <memory>
 #include <span>
@@ -19,11 +18,12 @@ class Spectrum {
   Spectrum& operator=(const Spectrum&) = delete;
   ~Spectrum();
 
-  /// Sets one channel (0..2) of the input from `size` raw samples, counts.
-  void set_channel(std::size_t channel, const std::int32_t* raw);
+  /// The input of one channel (0..2), to be filled: sample i, in counts, at 2 * i. The places
+  /// between are zero and must stay so.
+  double* input(std::size_t channel) { return in_[channel * size_]; }
 
-  /// Transforms the input, all channels of which must have been set. What the two functions below
-  /// give is undefined before.
+  /// Transforms the input, all channels of which must have been filled. What the two functions
+  /// below give is undefined before.
   void transform();
 
   /// Averages the channels' magnitudes of the first average.size() bins (1 to `size`). Bin 0 is set

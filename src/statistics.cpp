@@ -167,7 +167,7 @@ AutocorrelationStatistics Autocorrelation::measure(std::span<const double> sampl
   AutocorrelationStatistics result;
   smooth(samples, smoothed_.samples());
   const std::span<double> r = r_;
-  lag_sums(smoothed_, smoothed_, 0, r);
+  window_kernel.lag_sums(smoothed_, smoothed_, 0, r);
   const double energy = r[0];
   if (!(energy > 0)) {
     return result;

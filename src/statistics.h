@@ -7,8 +7,8 @@
 #include <span>
 #include <vector>
 
-#include "src/lag_sums.h"
 #include "src/result_record.h"
+#include "src/window_kernel.h"
 
 namespace tavrik {
 

@@ -13,8 +13,8 @@
 
 #include "tests/support/fresh_state.h"
 
-#include "src/lag_sums.h"
 #include "src/spectrum.h"
+#include "src/window_kernel.h"
 
 namespace {
 
@@ -52,14 +52,56 @@ TEST(lag_sums, are_the_same_as_by_their_definition_in_the_order_of_its_terms) {
         }
       }
       const auto first = -static_cast<std::ptrdiff_t>(max_lag);
-      for (const tavrik::LagSums variant : tavrik::usable_lag_sums()) {
+      for (const tavrik::WindowKernel& kernel : tavrik::usable_kernels()) {
         Series sums(2 * max_lag + 1, nan), part(max_lag + 2, nan);
-        variant(a, b, first, sums);
+        kernel.lag_sums(a, b, first, sums);
         ASSERT_EQ(sums, expected);
-        variant(a, b, 0, part);  // the last of them beyond the reach
+        kernel.lag_sums(a, b, 0, part);  // the last of them beyond the reach
         ASSERT_TRUE(std::equal(part.begin(), part.end() - 1, expected.begin() - first));
         ASSERT_EQ(part.back(), 0);
       }
+    }
+  }
+}
+
+// Every instruction set adds in the order of the samples, and so gives what plain loops give.
+TEST(window_kernel, treats_each_channel_as_if_it_were_alone) {
+  for (const std::size_t size : {1, 2, 3, 5, 128}) {
+    std::array<std::vector<std::int32_t>, 3> raw;
+    for (std::vector<std::int32_t>& channel : raw) {
+      for (const double value : random_series(size)) {
+        channel.push_back(static_cast<std::int32_t>(value * 0x1p28));
+      }
+    }
+    const tavrik::PerChannel mean = {0.1, 2e8, -3}, scale = {7, 1, 0.3};
+    for (const tavrik::WindowKernel& kernel : tavrik::usable_kernels()) {
+      tavrik::Frames frames(4 * size);
+      std::array<Series, 3> inputs = {Series(2 * size), Series(2 * size), Series(2 * size)};
+      kernel.load({raw[0].data(), raw[1].data(), raw[2].data()},
+                  {inputs[0].data(), inputs[1].data(), inputs[2].data()}, frames);
+      const auto [plain, absolute] = kernel.sum(frames);
+      const tavrik::PerChannel squares = kernel.sum_squares(frames, mean);
+      const tavrik::PerChannel normal = kernel.normalise(frames, mean, scale);
+      tavrik::Channels channels;
+      for (tavrik::PaddedSignal& channel : channels) {
+        channel.resize(size, 1);
+      }
+      kernel.separate(frames, channels);
+      for (std::size_t c = 0; c < 3; ++c) {
+        double expected[4] = {};
+        for (std::size_t i = 0; i < size; ++i) {
+          const double x = raw[c][i], d = x - mean[c];
+          EXPECT_EQ(inputs[c][2 * i], x);
+          EXPECT_EQ(channels[c].samples()[i], d / scale[c]);
+          expected[0] += x;
+          expected[1] += std::fabs(x);
+          expected[2] += d * d;
+          expected[3] += d / scale[c];
+        }
+        EXPECT_THAT(expected, ElementsAre(plain[c], absolute[c], squares[c], normal[c]));
+      }
+      const Series values = random_series(size);
+      EXPECT_EQ(kernel.highest(values), *std::ranges::max_element(values));
     }
   }
 }
@@ -133,11 +175,9 @@ TEST(spectrum, averages_tones_that_each_have_a_bin_and_its_mirror_image) {
   for (std::size_t c = 0; c < 3; ++c) {
     const double turn = 2 * std::numbers::pi * static_cast<double>(c + 1) / size;
     const double amplitude = 1e6 * static_cast<double>(c + 1);
-    std::array<std::int32_t, size> raw;
     for (std::size_t i = 0; i < size; ++i) {
-      raw[i] = std::lround(5e6 + amplitude * std::cos(turn * static_cast<double>(i)));
+      spectrum.input(c)[2 * i] = 5e6 + amplitude * std::cos(turn * static_cast<double>(i));
     }
-    spectrum.set_channel(c, raw.data());
     expected[c + 1] = expected[size - c - 1] = amplitude * size / 2 / 3;
   }
   expected.resize(bins);

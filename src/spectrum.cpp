@@ -2,6 +2,8 @@
 
 #include "src/spectrum.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <exception>
@@ -22,21 +24,31 @@ namespace {
 
 constexpr int n_channels = 3;
 
-fftw_complex* allocate(std::size_t size) {
-  void* memory = fftw_malloc(n_channels * size * sizeof(fftw_complex));
+template <class Number>
+TransformBuffer<Number> allocate(std::size_t size) {
+  void* memory = fftw_malloc(size * sizeof(Number));
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
-  return static_cast<fftw_complex*>(memory);
+  return TransformBuffer<Number>(static_cast<Number*>(memory));
 }
 
 double squared_magnitude(const fftw_complex& bin) {
   return bin[0] * bin[0] + bin[1] * bin[1];
 }
 
+/// The least 2^k or 3 * 2^k, k > 0, that is not below `least` (at least 3): quick to transform.
+std::size_t quick_size(std::size_t least) {
+  const std::size_t power = std::bit_ceil(least);
+  return least <= power / 4 * 3 ? power / 4 * 3 : power;
+}
+
 }  // namespace
 
-Spectrum::Spectrum(std::size_t size) : size_(size), in_(allocate(size)), out_(allocate(size)) {
+Spectrum::Spectrum(std::size_t size)
+    : size_(size),
+      in_(allocate<fftw_complex>(n_channels * size)),
+      out_(allocate<fftw_complex>(n_channels * size)) {
   // One plan for the whole run and all three channels, which stand one after the other (stride 1,
   // distance n). FFTW_ESTIMATE chooses without measuring: measured plans, and with them the last
   // digits of results, could differ from run to run.
@@ -77,6 +89,43 @@ void Spectrum::channel_powers(std::size_t channel, std::span<double> powers) con
   for (std::size_t k = 0; k < powers.size(); ++k) {
     powers[k] = squared_magnitude(bin(channel, k + 1));
   }
+}
+
+// Transforms go round in a circle: lag L also gets the products of lag `padded_` - L, of which
+// there are none from lag `size` on.
+QuickAutocorrelation::QuickAutocorrelation(std::size_t size)
+    : size_(size),
+      padded_(quick_size(size + (size + 1) / 2)),
+      signal_(allocate<double>(padded_)),
+      spectrum_(allocate<fftw_complex>(padded_ / 2 + 1)),
+      sums_(allocate<double>(padded_)) {
+  const int n = gsl::narrow<int>(padded_);
+  forward_ = fftw_plan_dft_r2c_1d(n, signal_.get(), spectrum_.get(), FFTW_ESTIMATE);
+  back_ = fftw_plan_dft_c2r_1d(n, spectrum_.get(), sums_.get(), FFTW_ESTIMATE);
+  if (forward_ == nullptr || back_ == nullptr) {
+    throw std::bad_alloc();
+  }
+  std::fill_n(signal_.get(), padded_, 0.0);
+}
+
+QuickAutocorrelation::~QuickAutocorrelation() {
+  fftw_destroy_plan(forward_);
+  fftw_destroy_plan(back_);
+}
+
+std::span<const double> QuickAutocorrelation::compute(std::span<const double> samples) {
+  std::copy(samples.begin(), samples.end(), signal_.get());
+  fftw_execute(forward_);
+  for (std::size_t k = 0; k <= padded_ / 2; ++k) {
+    spectrum_[k][0] = squared_magnitude(spectrum_[k]);
+    spectrum_[k][1] = 0;
+  }
+  fftw_execute(back_);
+  const std::size_t last = size_ / 2 + 1;
+  if (padded_ - last < size_) {  // the one product of the first sample and the last
+    sums_[last] -= static_cast<double>(padded_) * samples.front() * samples.back();
+  }
+  return {sums_.get(), last + 1};
 }
 
 }  // namespace tavrik

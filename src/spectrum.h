@@ -1,5 +1,6 @@
 #pragma once
-// The transform of a window: one plan and its buffers, made once for a run. Used by the analysis.
+// The transforms of a window: plans and their buffers, made once for a run. Used by the analysis
+// and by the autocorrelation.
 
 #include <cstddef>
 #include <fftw3.h>
@@ -7,6 +8,14 @@
 #include <span>
 
 namespace tavrik {
+
+struct FreeBuffer {
+  void operator()(void* buffer) const { fftw_free(buffer); }
+};
+
+/// Memory as the transforms want it.
+template <class Number>
+using TransformBuffer = std::unique_ptr<Number[], FreeBuffer>;
 
 /// Forward transform of a window's three channels at once: X[k] = sum over i of x[i] exp(-2 pi j i
 /// k / size). Bin k is the frequency k / size times the sampling frequency.
@@ -34,20 +43,39 @@ class Spectrum {
   void channel_powers(std::size_t channel, std::span<double> powers) const;
 
  private:
-  struct Free {
-    void operator()(fftw_complex* buffer) const { fftw_free(buffer); }
-  };
-
-  using Buffer = std::unique_ptr<fftw_complex[], Free>;
-
   const fftw_complex& bin(std::size_t channel, std::size_t k) const {
     return out_[channel * size_ + k];
   }
 
   std::size_t size_;
-  Buffer in_;
-  Buffer out_;
+  TransformBuffer<fftw_complex> in_;
+  TransformBuffer<fftw_complex> out_;
   fftw_plan plan_;
+};
+
+/// The autocorrelation of a real signal by way of its power spectrum: much cheaper than sums over
+/// the lags, but with the transforms' rounding, less than 1e-12 of the value at lag 0. It goes
+/// before a Spectrum that is there as well: that one's end cleans up after all transforms.
+class QuickAutocorrelation {
+ public:
+  /// size: samples of the signal, at least 8. Throws std::bad_alloc.
+  explicit QuickAutocorrelation(std::size_t size);
+  QuickAutocorrelation(const QuickAutocorrelation&) = delete;
+  QuickAutocorrelation& operator=(const QuickAutocorrelation&) = delete;
+  ~QuickAutocorrelation();
+
+  /// Sums of samples[i] * samples[i + L] for the lags L from 0 to size / 2 + 1, all times one
+  /// factor above 0. Good until the next call.
+  std::span<const double> compute(std::span<const double> samples);
+
+ private:
+  std::size_t size_;
+  std::size_t padded_;  ///< samples in the transforms: zeros keep the ends apart
+  TransformBuffer<double> signal_;
+  TransformBuffer<fftw_complex> spectrum_;
+  TransformBuffer<double> sums_;
+  fftw_plan forward_;
+  fftw_plan back_;
 };
 
 }  // namespace tavrik

@@ -3,6 +3,7 @@
 #include "src/statistics.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numeric>
 #include <utility>
@@ -56,17 +57,62 @@ Top parabola_top(double y0, double y1, double y2) {
   return {offset, y1 + slope * offset / 2};
 }
 
-/// The lag of the highest maximum of r after a lag, above 0 and not at the end of the range; 0 if r
-/// has no such maximum.
-std::size_t highest_maximum(std::span<const double> r, std::size_t after) {
-  std::size_t best = 0;
-  for (std::size_t lag = after + 1; lag + 1 < r.size(); ++lag) {
-    const bool is_maximum = r[lag] >= r[lag - 1] && r[lag] > r[lag + 1];
-    if (is_maximum && r[lag] > 0 && (best == 0 || r[lag] > r[best])) {
-      best = lag;
+/// Whether r has a maximum at a lag, by more than `slack` on either side if that is above 0, by
+/// less than -slack otherwise.
+bool has_maximum(std::span<const double> r, std::size_t lag, double slack) {
+  return r[lag] >= r[lag - 1] + slack && r[lag] > r[lag + 1] + slack;
+}
+
+/// r: at the lags from 0. The last serves the parabola of the one before it; nothing is looked for
+/// there.
+AutocorrelationPlaces find_places(std::span<const double> r) {
+  const auto zero = std::find_if(r.begin(), r.end() - 1, [](double v) { return v <= 0; });
+  AutocorrelationPlaces places{static_cast<std::size_t>(zero - r.begin()), 0};
+  double highest = 0;
+  for (std::size_t lag = places.zero + 1; lag + 1 < r.size(); ++lag) {
+    if (r[lag] > highest && has_maximum(r, lag, 0)) {
+      highest = r[lag];
+      places.maximum = lag;
     }
   }
-  return best;
+  return places;
+}
+
+/// Whether values that differ from those of r by less than half the slack have the same places.
+bool are_certain(const AutocorrelationPlaces& places, std::span<const double> r, double slack) {
+  const auto [zero, maximum] = places;
+  if (*std::min_element(r.begin(), r.begin() + static_cast<std::ptrdiff_t>(zero)) <= slack) {
+    return false;
+  }
+  if (zero + 1 == r.size()) {
+    return true;
+  }
+  if (r[zero] >= -slack || (maximum > 0 && !has_maximum(r, maximum, slack))) {
+    return false;
+  }
+  const double highest = maximum > 0 ? r[maximum] : 0;
+  for (std::size_t lag = zero + 1; lag + 1 < r.size(); ++lag) {
+    if (r[lag] >= highest - slack && lag != maximum && has_maximum(r, lag, -slack)) {
+      return false;
+    }
+  }
+  return maximum == 0 || highest > slack;
+}
+
+/// The autocorrelation, not yet divided, at lag 0 and at two lags and their neighbours. As
+/// everywhere, each sum goes in the order of the samples.
+std::array<double, 7> sums_around(const PaddedSignal& signal, std::size_t one, std::size_t other) {
+  const std::span<const double> samples = signal.samples();
+  const double* x = samples.data();
+  std::array<double, 7> sums{};
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    sums[0] += x[i] * x[i];
+    for (std::size_t k = 0; k < 3; ++k) {
+      sums[1 + k] += x[i] * x[i + one - 1 + k];
+      sums[4 + k] += x[i] * x[i + other - 1 + k];
+    }
+  }
+  return sums;
 }
 
 /// A step of the azimuth the shorter way round: -180 to 180 degrees, clockwise above 0. NaN for a
@@ -139,7 +185,16 @@ Passage summarise(std::span<const ResultRecord> run) {
 
 SpectralStatistics spectral_statistics(std::span<const double> power, double bin_width) {
   SpectralStatistics result;
-  const double total = std::accumulate(power.begin(), power.end(), 0.0);
+  double total = 0;
+  double most = 0;
+  std::size_t highest = 0;
+  for (std::size_t i = 0; i < power.size(); ++i) {
+    total += power[i];
+    if (power[i] > most) {
+      most = power[i];
+      highest = i;
+    }
+  }
   if (!(total > 0)) {
     return result;
   }
@@ -151,44 +206,52 @@ SpectralStatistics spectral_statistics(std::span<const double> power, double bin
     sum -= share > 0 ? share * std::log(share) : 0;
     mean_bin += share * static_cast<double>(i + 1);
   }
-  const auto highest = std::max_element(power.begin(), power.end()) - power.begin();
   result.entropy = sum / std::log(static_cast<double>(power.size()));
   result.peak_frequency = static_cast<double>(highest + 1) * bin_width;
   result.centroid = mean_bin * bin_width;
   return result;
 }
 
-Autocorrelation::Autocorrelation(std::size_t size) : r_(size / 2 + 2) {
+Autocorrelation::Autocorrelation(std::size_t size) : quick_(size), r_(size / 2 + 2) {
   smoothed_.resize(size, r_.size() - 1);
+}
+
+AutocorrelationPlaces Autocorrelation::look_for_places(std::span<const double> quick) {
+  // Both ways to form the sums differ by less than 1e-12 of the value at lag 0.
+  const double slack = 1e-9 * quick[0];
+  const AutocorrelationPlaces places = find_places(quick);
+  if (are_certain(places, quick, slack)) {
+    return places;
+  }
+  window_kernel.lag_sums(smoothed_, smoothed_, 0, r_);
+  const double energy = r_[0];
+  for (double& value : r_) {
+    value /= energy;
+  }
+  return find_places(r_);
 }
 
 AutocorrelationStatistics Autocorrelation::measure(std::span<const double> samples,
                                                    double frequency) {
   AutocorrelationStatistics result;
   smooth(samples, smoothed_.samples());
-  const std::span<double> r = r_;
-  window_kernel.lag_sums(smoothed_, smoothed_, 0, r);
-  const double energy = r[0];
-  if (!(energy > 0)) {
+  const std::span<const double> quick = quick_.compute(smoothed_.samples());
+  if (!(quick[0] > 0)) {
     return result;
   }
-  // The smoothed channel has no mean, so that r(0) is the sum of its squared deviations.
+  const auto [zero, maximum] = look_for_places(quick);
+  const bool has_zero = zero + 1 < quick.size();
+  const auto [energy, z0, z1, z2, m0, m1, m2] =
+      sums_around(smoothed_, has_zero ? zero : 1, std::max<std::size_t>(maximum, 1));
+  // The smoothed channel has no mean, so that the energy is the sum of its squared deviations.
   result.variance = energy / static_cast<double>(samples.size() - 1);
-  for (double& value : r) {
-    value /= energy;
+  if (has_zero) {
+    result.zero_lag =
+        (static_cast<double>(zero - 1) + parabola_zero(z0 / energy, z1 / energy, z2 / energy)) /
+        frequency;
   }
-  // The last lag serves the parabola of the one before it; no crossing is looked for there.
-  const auto crossing = std::find_if(r.begin(), r.end() - 1, [](double v) { return v <= 0; });
-  if (crossing == r.end() - 1) {
-    return result;
-  }
-  const auto zero = static_cast<std::size_t>(crossing - r.begin());
-  result.zero_lag =
-      (static_cast<double>(zero - 1) + parabola_zero(r[zero - 1], r[zero], r[zero + 1])) /
-      frequency;
-  const std::size_t maximum = highest_maximum(r, zero);
   if (maximum > 0) {
-    const Top top = parabola_top(r[maximum - 1], r[maximum], r[maximum + 1]);
+    const Top top = parabola_top(m0 / energy, m1 / energy, m2 / energy);
     result.period = (static_cast<double>(maximum) + top.offset) / frequency;
     result.period_value = top.value;
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "src/result_record.h"
+#include "src/spectrum.h"
 #include "src/window_kernel.h"
 
 namespace tavrik {
@@ -36,9 +37,17 @@ struct AutocorrelationStatistics {
   double period_value = 0;  ///< the autocorrelation there, above 0 and at most about 1
 };
 
+/// Where an autocorrelation is looked at closely.
+struct AutocorrelationPlaces {
+  std::size_t zero;     ///< the first lag whose value is 0 or less; the range's last if none is
+  std::size_t maximum;  ///< after it, of the highest maximum that is above 0; 0 without one
+};
+
 /// The autocorrelation of a channel: r(L) = sum x[i] x[i + L] / sum x[i]^2, of lags from 0 to half
 /// a window, so that a period was heard twice (the biased estimator of Box and Jenkins, "Time
 /// Series Analysis"). One object serves a whole run; its memory is taken when it is made.
+/// What is found is what the sums over all lags give, to the last bit, but few of them are formed:
+/// a quick autocorrelation tells where to look. Where its rounding leaves a doubt, all are formed.
 class Autocorrelation {
  public:
   /// size: samples in a window, at least 8.
@@ -51,7 +60,10 @@ class Autocorrelation {
   AutocorrelationStatistics measure(std::span<const double> samples, double frequency);
 
  private:
+  AutocorrelationPlaces look_for_places(std::span<const double> quick);
+
   PaddedSignal smoothed_;
+  QuickAutocorrelation quick_;
   std::vector<double> r_;  ///< of lags from 0 to one more than the last that counts
 };
 

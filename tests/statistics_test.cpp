@@ -46,6 +46,8 @@ TEST(window_statistics, of_a_few_numbers_are_what_they_are_by_definition) {
       {{3, 1, 8, 0, 9, 1, 5, 5}, 0.717758, 1.644944, 0, 0},  // its maximum is too late
       {{2, 1, 1, 2, 6, 1, 3, 9}, 3.652654, 3.386494, 0, 0},  // at half a window
       {{0, 6, 4, 3, 6, 1, 9, 3, 6}, 1.046875, 0, 0, 0},      // beyond it
+      {{2, 0, 0, 1, 1, 0, 2, 0}, 0.103175, 0.920974, 0, 0},  // level with a neighbour
+      {{2, 1, 0, 0, 2, 0, 2, 0, 2, 1}, 0.158951, 1.345527, 4.227273, 0.008274},
       {std::vector<double>(8, 8388607), 0, 0, 0, 0},
   };
 

@@ -9,6 +9,7 @@
 #include <exception>
 #include <gsl/narrow>
 #include <new>
+#include <numbers>
 
 /// FFTW ends the process itself, with a message about its sources, where an allocation of its own
 /// fails: by calling this, which a program may have instead of the library's. Nothing else is
@@ -37,10 +38,19 @@ double squared_magnitude(const fftw_complex& bin) {
   return bin[0] * bin[0] + bin[1] * bin[1];
 }
 
-/// The least 2^k or 3 * 2^k, k > 0, that is not below `least` (at least 3): quick to transform.
-std::size_t quick_size(std::size_t least) {
-  const std::size_t power = std::bit_ceil(least);
-  return least <= power / 4 * 3 ? power / 4 * 3 : power;
+/// Takes the bins k and -k of the transform Z = E + jO, E of a signal's even and O of its odd
+/// samples, to those of S + jT, where S = |E|^2 + |O|^2 is of the sums at even lags, and T = E* O +
+/// O* E w of those at odd lags. turn: w = exp(2 pi j k / bins). E* O is c - jd.
+void correlate_bins(fftw_complex& z, fftw_complex& mirrored, const std::complex<double>& turn) {
+  const double power = squared_magnitude(z);
+  const double mirrored_power = squared_magnitude(mirrored);
+  const double sum = (power + mirrored_power) / 2;
+  const double c = (z[0] * mirrored[1] + z[1] * mirrored[0]) / 2;
+  const double d = (power - mirrored_power) / 4;
+  const double difference = d - (c * turn.imag() + d * turn.real());
+  z[1] = mirrored[1] = c + c * turn.real() - d * turn.imag();
+  mirrored[0] = sum - difference;
+  z[0] = sum + difference;
 }
 
 }  // namespace
@@ -91,21 +101,26 @@ void Spectrum::channel_powers(std::size_t channel, std::span<double> powers) con
   }
 }
 
-// Transforms go round in a circle: lag L also gets the products of lag `padded_` - L, of which
-// there are none from lag `size` on.
+// Transforms go round in a circle: lag L would also get the products of lag 2 * bins - L, of which
+// there are none from lag `size` on. Complex transforms of 2^k bins are planned a hundred times as
+// quickly as real ones, which would take longer than many a recording.
 QuickAutocorrelation::QuickAutocorrelation(std::size_t size)
-    : size_(size),
-      padded_(quick_size(size + (size + 1) / 2)),
-      signal_(allocate<double>(padded_)),
-      spectrum_(allocate<fftw_complex>(padded_ / 2 + 1)),
-      sums_(allocate<double>(padded_)) {
-  const int n = gsl::narrow<int>(padded_);
-  forward_ = fftw_plan_dft_r2c_1d(n, signal_.get(), spectrum_.get(), FFTW_ESTIMATE);
-  back_ = fftw_plan_dft_c2r_1d(n, spectrum_.get(), sums_.get(), FFTW_ESTIMATE);
+    : n_lags_(size / 2 + 2),
+      bins_(std::bit_ceil(size + n_lags_) / 2),
+      signal_(allocate<fftw_complex>(bins_)),
+      spectrum_(allocate<fftw_complex>(bins_)),
+      sums_(allocate<fftw_complex>(bins_)) {
+  const int n = gsl::narrow<int>(bins_);
+  forward_ = fftw_plan_dft_1d(n, signal_.get(), spectrum_.get(), FFTW_FORWARD, FFTW_ESTIMATE);
+  back_ = fftw_plan_dft_1d(n, spectrum_.get(), sums_.get(), FFTW_BACKWARD, FFTW_ESTIMATE);
   if (forward_ == nullptr || back_ == nullptr) {
     throw std::bad_alloc();
   }
-  std::fill_n(signal_.get(), padded_, 0.0);
+  std::memset(signal_.get(), 0, bins_ * sizeof(fftw_complex));
+  for (std::size_t k = 0; k <= bins_ / 2; ++k) {
+    const double angle = 2 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(bins_);
+    turns_.emplace_back(std::cos(angle), std::sin(angle));
+  }
 }
 
 QuickAutocorrelation::~QuickAutocorrelation() {
@@ -114,18 +129,13 @@ QuickAutocorrelation::~QuickAutocorrelation() {
 }
 
 std::span<const double> QuickAutocorrelation::compute(std::span<const double> samples) {
-  std::copy(samples.begin(), samples.end(), signal_.get());
+  std::copy(samples.begin(), samples.end(), &signal_[0][0]);
   fftw_execute(forward_);
-  for (std::size_t k = 0; k <= padded_ / 2; ++k) {
-    spectrum_[k][0] = squared_magnitude(spectrum_[k]);
-    spectrum_[k][1] = 0;
+  for (std::size_t k = 0; k <= bins_ / 2; ++k) {
+    correlate_bins(spectrum_[k], spectrum_[(bins_ - k) % bins_], turns_[k]);
   }
   fftw_execute(back_);
-  const std::size_t last = size_ / 2 + 1;
-  if (padded_ - last < size_) {  // the one product of the first sample and the last
-    sums_[last] -= static_cast<double>(padded_) * samples.front() * samples.back();
-  }
-  return {sums_.get(), last + 1};
+  return {&sums_[0][0], n_lags_};
 }
 
 }  // namespace tavrik

@@ -2,10 +2,12 @@
 // The transforms of a window: plans and their buffers, made once for a run. Used by the analysis
 // and by the autocorrelation.
 
+#include <complex>
 #include <cstddef>
 #include <fftw3.h>
 #include <memory>
 #include <span>
+#include <vector>
 
 namespace tavrik {
 
@@ -69,11 +71,12 @@ class QuickAutocorrelation {
   std::span<const double> compute(std::span<const double> samples);
 
  private:
-  std::size_t size_;
-  std::size_t padded_;  ///< samples in the transforms: zeros keep the ends apart
-  TransformBuffer<double> signal_;
+  std::size_t n_lags_;
+  std::size_t bins_;  ///< of a transform that takes two neighbouring samples for one complex number
+  TransformBuffer<fftw_complex> signal_;  ///< zeros after the samples keep the ends apart
   TransformBuffer<fftw_complex> spectrum_;
-  TransformBuffer<double> sums_;
+  TransformBuffer<fftw_complex> sums_;
+  std::vector<std::complex<double>> turns_;  ///< exp(2 pi j k / bins), k up to bins / 2
   fftw_plan forward_;
   fftw_plan back_;
 };

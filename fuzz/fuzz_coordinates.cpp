@@ -5,7 +5,7 @@
 #include "src/geometry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const fuzz::MemoryFile file(data, size);
+  const std::string& path = fuzz::hold_input(data, size);
   tavrik::array_geometry = {};
-  return fuzz::survive([&file] { tavrik::read_coordinates(file.path()); });
+  return fuzz::survive([&path] { tavrik::read_coordinates(path); });
 }

@@ -1,12 +1,11 @@
-// Response files; a line may name the file itself as /proc/self/fd/3 and the like.
+// Response files; a line may name the file itself as "@input".
 
 #include "fuzz/harness.h"
 
 #include "src/response_files.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const fuzz::MemoryFile file(data, size);
-  const std::string argument = "@" + file.path();
-  const char* const arguments[] = {"tavrik", argument.c_str()};
+  fuzz::memory_files = {{"input", {data, size}}};
+  const char* const arguments[] = {"tavrik", "@input"};
   return fuzz::survive([&arguments] { tavrik::expand_response_files(2, arguments); });
 }

@@ -1,19 +1,15 @@
-// The reader of text blocks alone. The first byte is the block length.
+// 16-bit files, of which only those that are taken for text are read further.
 
 #include "fuzz/harness.h"
-#include "korla/korla_text.h"
+#include "korla/korla.h"
+#include "korla/korla16.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) {
-    return 0;
-  }
-  const fuzz::MemoryFile file(data + 1, size - 1);
-  return fuzz::survive([&] {
-    KorLa::StationFile station_file;
-    station_file.comment.block_length = data[0];
-    KorLa::AsciiKORLA reader(station_file, KorLa::open_for_reading(file.path().c_str()), true);
-    KorLa::BlockGroup group;
-    while (reader.read_record(group) != -1) {
+  const std::string& path = fuzz::hold_input(data, size);
+  KorLa::negtime = size % 4 < 2;
+  return fuzz::survive([&path] {
+    if (!KorLa::open_station_file(path, 0.0, true)->is_binary()) {
+      fuzz::check_promises(KorLa::KORLA16(path, 0.0));
     }
   });
 }

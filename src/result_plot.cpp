@@ -255,11 +255,11 @@ PlotTimes plot_times(const ResultSeries& series, const Settings& options) {
     times.last = times.first + times.step;
   }
   TAVRIK_TRACE(1, "tdiff = {}", times.step);
-  const double records = time_from(times, times.last) / times.step;
-  if (!(records / options.compact <= widest_picture)) {
+  const double columns = time_from(times, times.last) / times.step / options.compact;
+  if (!(std::isfinite(columns) && columns <= widest_picture)) {
     end_too_wide();
   }
-  times.width = std::max(0, static_cast<int>(records / options.compact));
+  times.width = static_cast<int>(std::max(0.0, columns));
   return times;
 }
 

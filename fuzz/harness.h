@@ -72,7 +72,7 @@ struct Source {
     constexpr double limits[] = {std::numeric_limits<double>::quiet_NaN(),
                                  std::numeric_limits<double>::infinity(), 1e308, 1e-300,
                                  2147483648.0};
-    const int kind = take<std::int8_t>();
+    const auto kind = take<std::int8_t>();
     if (kind < -120) {
       return take<double>();
     }

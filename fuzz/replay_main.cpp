@@ -1,4 +1,4 @@
-// Feeds files, and the files in folders and theirs, to a fuzz target without a fuzzer.
+// Feeds the files of folders, and of the folders in them, to a fuzz target without a fuzzer.
 
 #include <cstdio>
 #include <filesystem>
@@ -8,30 +8,16 @@
 
 #include "fuzz/harness.h"
 
-namespace {
-
-bool replay(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string input((std::istreambuf_iterator<char>(file)), {});
-  if (!file) {
-    std::fprintf(stderr, "Can't read %s\n", path.c_str());
-    return false;
-  }
-  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-  return true;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
   int count = 0;
   for (int i = 1; i < argc; ++i) {
-    if (!std::filesystem::is_directory(argv[i])) {
-      count += replay(argv[i]) ? 1 : 0;
-      continue;
-    }
     for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
-      count += entry.is_regular_file() && replay(entry.path()) ? 1 : 0;
+      std::ifstream file(entry.path(), std::ios::binary);
+      if (entry.is_regular_file() && file) {
+        const std::string input((std::istreambuf_iterator<char>(file)), {});
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+        ++count;
+      }
     }
   }
   std::fprintf(stderr, "%d inputs replayed\n", count);

@@ -81,7 +81,7 @@ struct Source {
 };
 
 /// Thrown where the program would have ended.
-struct ProcessEnded {};
+struct ProcessEnded : std::exception {};
 
 /// Runs a call that may end the process by design or throw what the readers throw.
 template <typename Call>
@@ -89,8 +89,6 @@ int survive(Call call) {
   KorLa::end_process = [](int) { throw ProcessEnded{}; };
   try {
     call();
-  } catch (const ProcessEnded&) {
-    return 0;
   } catch (const std::exception&) {
     return 0;
   }

@@ -43,6 +43,7 @@ inline void take_options(Source& source) {
     words.push_back(table[source.take<std::uint8_t>() % table.size()]);
   }
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) {
     arguments.push_back(word.data());
   }

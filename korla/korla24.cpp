@@ -17,6 +17,7 @@
 #include "korla/bytes.h"
 #include "korla/file_warnings.h"
 #include "korla/messages.h"
+#include "korla/sample_times.h"
 
 // Headers and samples are read as the bytes that they are in memory.
 static_assert(std::endian::native == std::endian::little);
@@ -31,6 +32,9 @@ constexpr std::int32_t mark_level = 300000;
 /// Seconds past the hour at which the recorder's clock gives its two marks.
 constexpr double first_mark = 300.0;
 constexpr double second_mark = 2100.0;
+
+/// Samples of a channel that are read together.
+constexpr std::size_t part_samples = 4096;
 
 bool is_tagged(const char* bytes, const char* tag) {
   return std::memcmp(bytes, tag, 4) == 0;
@@ -101,26 +105,40 @@ void check_size(const std::string& path, std::size_t n_channels, std::uint32_t p
   }
 }
 
-/// Reads the interleaved block to the end of the file and deals its values out to the channels.
-/// Returns the number of whole samples.
+/// Appends interleaved values to their channels. The first of them is channel 0's.
+void deal_out(std::span<const std::int32_t> values,
+              std::vector<std::vector<std::int32_t>>& samples) {
+  const std::size_t n_channels = samples.size();
+  std::array<std::int32_t, part_samples> part;
+  for (std::size_t c = 0; c < n_channels; ++c) {
+    std::size_t count = 0;
+    for (std::size_t i = c; i < values.size(); i += n_channels) {
+      part[count++] = values[i];
+    }
+    samples[c].insert(samples[c].end(), part.data(), part.data() + count);
+  }
+}
+
+/// Reads the interleaved block to the end of the file and deals its values out to the channels, in
+/// parts that stay at hand: a second copy of the whole file would double the memory that is touched
+/// for the first time. Returns the number of whole samples.
 std::size_t read_samples(std::FILE* file, const std::string& path,
                          std::vector<std::vector<std::int32_t>>& samples) {
-  const std::size_t promised = bytes_left(file) / sizeof(std::int32_t);
-  const auto block = std::make_unique_for_overwrite<std::int32_t[]>(promised);
-  const std::size_t bytes = std::fread(block.get(), 1, promised * sizeof(std::int32_t), file);
-  require_read(file, path);
-  const std::size_t n_values = bytes / sizeof(std::int32_t);
+  std::size_t left = bytes_left(file) / sizeof(std::int32_t);
   const std::size_t n_channels = samples.size();
-  for (std::size_t c = 0; c < n_channels; ++c) {
-    std::vector<std::int32_t>& channel = samples[c];
-    channel.resize(n_values / n_channels + (c < n_values % n_channels ? 1 : 0));
-    const std::int32_t* value = block.get() + c;
-    for (std::int32_t& sample : channel) {
-      sample = *value;
-      value += n_channels;
-    }
+  for (std::vector<std::int32_t>& channel : samples) {
+    channel.reserve(left / n_channels + 1);
   }
-  return n_values / n_channels;
+  const std::size_t part = part_samples * n_channels;
+  const auto block = std::make_unique_for_overwrite<std::int32_t[]>(part);
+  while (left > 0) {
+    const std::size_t wanted = std::min(part, left) * sizeof(std::int32_t);
+    const std::size_t bytes = std::fread(block.get(), 1, wanted, file);
+    require_read(file, path);
+    deal_out({block.get(), bytes / sizeof(std::int32_t)}, samples);
+    left = bytes == wanted ? left - bytes / sizeof(std::int32_t) : 0;
+  }
+  return samples.back().size();
 }
 
 /// A time for trace lines, cut to whole seconds.
@@ -197,11 +215,8 @@ KORLA24::KORLA24(const std::string& path, bool nudge) {
     KORLA_TRACE("No nudge\n");
   }
   const double base = correction + start_time();
-  const double frequency = header.sampling_frequency;
-  times.resize(n_samples);
-  for (std::size_t i = 0; i < n_samples; ++i) {
-    times[i] = static_cast<double>(i) / frequency + base;
-  }
+  times.reserve(n_samples);
+  append_times(times, n_samples, header.sampling_frequency, base);
 }
 
 int KORLA24::format_id() const {

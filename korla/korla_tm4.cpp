@@ -2,6 +2,7 @@
 
 #include "korla/korla_tm4.h"
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -63,6 +64,7 @@ class Table {
   bool next_line(std::string_view& line, bool& marked);
   void begin(std::size_t n_channels);
   bool read_values(std::string_view line);
+  const char* read_fraction(const char* next, std::int32_t& value);
   bool is_doubled() const;
   void warn_of_going_back(double time);
   void add_line(bool marked);
@@ -71,7 +73,10 @@ class Table {
   FileWarnings warnings_;
   std::size_t size_;  ///< of the file, bytes
   LineReader lines_;
-  std::vector<double> values_;  ///< of the line being read, time first
+  double time_ = 0;                                   ///< of the line being read
+  std::array<std::int32_t, most_channels> values_{};  ///< its other numbers
+  std::size_t n_values_ = 0;
+  bool any_out_of_range_ = false;  ///< of these
   std::vector<std::vector<std::int32_t>> samples_;
   std::optional<SampleTimes> times_;  ///< from the second line on
   double first_time_ = 0;
@@ -101,23 +106,53 @@ bool Table::next_line(std::string_view& line, bool& marked) {
   return found == LineReader::Found::line;
 }
 
-/// Reads a line's numbers into `values_`; false if there is something else, or too many.
-bool Table::read_values(std::string_view line) {
-  const char* next = line.data();
-  const char* line_end = line.data() + line.size();
-  double value = 0;
-  values_.clear();
-  while (values_.size() <= most_channels && read_real(next, value)) {
-    values_.push_back(value);
+/// Reads a value that is not written as a whole number. Values are whole counts; a fraction is
+/// rounded. Returns where it ends, null if there is none.
+const char* Table::read_fraction(const char* next, std::int32_t& value) {
+  double real = 0;
+  if (!read_real(next, real)) {
+    return nullptr;
   }
+  const double rounded = std::round(real);
+  if (rounded >= std::numeric_limits<std::int32_t>::min() &&
+      rounded <= std::numeric_limits<std::int32_t>::max()) {
+    value = static_cast<std::int32_t>(rounded);
+  } else {
+    any_out_of_range_ = true;
+  }
+  return next;
+}
+
+/// Reads a line's numbers; false if there is something else, or too many, or none.
+bool Table::read_values(std::string_view line) {
+  const char* first = line.data();
+  const char* line_end = first + line.size();
+  n_values_ = 0;
+  any_out_of_range_ = false;
+  if (!read_real(first, time_)) {
+    return false;
+  }
+  const char* next = first;  // this and `count` may stay in registers
+  std::size_t count = 0;
+  for (; count < most_channels && next < line_end; ++count) {
+    const char* end = next;
+    if (!read_whole(end, values_[count]) || *end > ' ') {
+      end = read_fraction(next, values_[count]);
+    }
+    if (end == nullptr) {
+      break;
+    }
+    next = end;
+  }
+  n_values_ = count;
   return skip_blanks(next) >= line_end;
 }
 
-/// Whether the line in `values_` is the one before it once more.
+/// Whether the line that was read is the one before it once more.
 bool Table::is_doubled() const {
-  bool same = !samples_[0].empty() && values_[0] == last_time_;
+  bool same = !samples_[0].empty() && time_ == last_time_ && !any_out_of_range_;
   for (std::size_t c = 0; same && c < samples_.size(); ++c) {
-    same = std::round(values_[c + 1]) == samples_[c].back();
+    same = values_[c] == samples_[c].back();
   }
   return same;
 }
@@ -129,10 +164,10 @@ void Table::warn_of_going_back(double time) {
   }
 }
 
-/// Appends the line in `values_`. Values are whole counts; a fraction is rounded.
+/// Appends the line that was read.
 void Table::add_line(bool marked) {
   const std::size_t index = samples_[0].size();
-  const double time = values_[0];
+  const double time = time_;
   if (!std::isfinite(time)) {
     refuse("the time is no number");
   }
@@ -150,13 +185,11 @@ void Table::add_line(bool marked) {
     warn_of_going_back(time);
   }
   last_time_ = time;
+  if (any_out_of_range_) {
+    refuse("a value is out of range");
+  }
   for (std::size_t c = 0; c < samples_.size(); ++c) {
-    const double value = std::round(values_[c + 1]);
-    if (!(value >= std::numeric_limits<std::int32_t>::min() &&
-          value <= std::numeric_limits<std::int32_t>::max())) {
-      refuse("a value is out of range");
-    }
-    samples_[c].push_back(static_cast<std::int32_t>(value));
+    samples_[c].push_back(values_[c]);
   }
 }
 
@@ -165,10 +198,10 @@ void Table::read_all() {
   bool marked = false;
   while (next_line(line, marked)) {
     const bool readable = read_values(line);
-    if (samples_.empty() && values_.size() >= 2) {
-      begin(values_.size() - 1);
+    if (samples_.empty() && n_values_ > 0) {
+      begin(n_values_);
     }
-    if (!readable || samples_.empty() || values_.size() != samples_.size() + 1) {
+    if (!readable || samples_.empty() || n_values_ != samples_.size()) {
       if (lines_.had_end()) {
         refuse("not a time and a value for each channel");
       }

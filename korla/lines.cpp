@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "korla/bytes.h"
+#include "korla/numbers.h"
 
 namespace KorLa {
 
@@ -36,36 +37,41 @@ bool LineReader::fill() {
   return count > 0;
 }
 
-LineReader::Found LineReader::next(std::string_view& line) {
+/// The place of the next line end; null where the file ends before, or the line is too long. Then
+/// what is left of the line lies in the buffer.
+const char* LineReader::find_end() {
   std::size_t scanned = 0;  // bytes of the line that are known to hold no line end
-  const char* stop = nullptr;
   for (;;) {
     const char* start = buffer_.get() + begin_;
     const std::size_t left = end_ - begin_ - scanned;
-    stop = static_cast<const char*>(std::memchr(start + scanned, '\n', left));
+    const auto* stop = static_cast<const char*>(std::memchr(start + scanned, '\n', left));
     if (stop != nullptr || end_ - begin_ > longest) {
-      break;
+      return stop;
     }
     scanned += left;
     if (!fill()) {
-      break;
+      return nullptr;
     }
   }
+}
+
+LineReader::Found LineReader::next(std::string_view& line) {
+  const char* stop = find_end();
   const char* start = buffer_.get() + begin_;
-  std::size_t length = stop != nullptr ? static_cast<std::size_t>(stop - start) : end_ - begin_;
-  if (length > longest) {
-    ++number_;
-    return Found::too_long;
-  }
   had_end_ = stop != nullptr;
   if (!had_end_) {
-    if (length == 0) {
+    if (begin_ == end_) {
       return Found::end;
     }
+    stop = buffer_.get() + end_;
     buffer_[end_] = '\n';
   }
-  begin_ += length + (had_end_ ? 1 : 0);
+  auto length = static_cast<std::size_t>(stop - start);
   ++number_;
+  if (length > longest) {
+    return Found::too_long;
+  }
+  begin_ += length + (had_end_ ? 1 : 0);
   if (length > 0 && start[length - 1] == '\r') {
     --length;
   }
@@ -81,7 +87,7 @@ LineReader::Found LineReader::next_data(std::string_view& line, bool& marked) {
     }
     if (line.starts_with('!')) {
       marked = true;
-    } else if (line.find_first_not_of(" \t") != std::string_view::npos) {
+    } else if (skip_blanks(line.data()) < line.data() + line.size()) {
       return found;
     }
   }

@@ -39,6 +39,7 @@ class LineReader {
 
  private:
   bool fill();
+  const char* find_end();
 
   std::FILE* file_;
   std::string path_;

@@ -16,56 +16,75 @@ inline const char* skip_blanks(const char* next) {
   return next;
 }
 
-/// The number of digits that eight characters begin with, the first in the lowest byte; 8 for eight
-/// digits, and for fewer if the next character has bit 4 set, as '?' or 'x' has.
-inline unsigned count_digits(std::uint64_t characters) {
-  // Two searches for the end, side by side in the processor, that confirm each other. `ends` is the
-  // short one: bit 4 is set in the digits 0x30 to 0x39, and in no blank, line end, sign or point.
-  // `others` is the exact one: with 0x30 taken out a digit is 0 to 9, and adding 0x76 to anything
-  // larger sets bit 7 (the carry of that touches later bytes only).
-  const std::uint64_t ends = ~characters & 0x1010101010101010U;
-  const std::uint64_t others = ((characters ^ 0x3030303030303030U) + 0x7676767676767676U) |
-                               (characters ^ 0x3030303030303030U);
-  const int end = std::countr_zero(ends) / 8;
-  return end == std::countr_zero(others & 0x8080808080808080U) / 8 ? static_cast<unsigned>(end) : 8;
-}
-
-/// The number that the first 1 to 7 characters make, all of them digits. Three steps join single
-/// digits to pairs, fours and eights: each multiplies the left halves by a power of ten and adds
-/// the right halves, all at once.
-inline std::int32_t combine_digits(std::uint64_t characters, unsigned count) {
-  // The shift drops what follows the digits and puts zeros in front of them.
-  std::uint64_t values = (characters ^ 0x3030303030303030U) << (64 - 8 * count);
-  values = (values * 10 + (values >> 8)) & 0x00FF00FF00FF00FFU;
-  values = (values * 100 + (values >> 16)) & 0x0000FFFF0000FFFFU;
-  values = values * 10000 + (values >> 32);
-  return static_cast<std::int32_t>(values & 0xFFFFFFFFU);
-}
-
-/// `read_whole` for numbers of any length, and for text that is no number.
-bool read_any_whole(const char*& next, std::int32_t& value);
-
-/// Reads a whole number within 32 bits and moves `next` past it. False, and `next` where it was, if
-/// no number is there. Samples have one to five digits, in no order that a processor could predict:
-/// a loop over digits would cost a wrong guess for most samples, so eight characters are looked at
-/// together.
-inline bool read_whole(const char*& next, std::int32_t& value) {
-  const char* place = skip_blanks(next);
+/// Eight characters, the first in the lowest byte.
+inline std::uint64_t load_eight(const char* place) {
   std::uint64_t characters = 0;
   std::memcpy(&characters, place, sizeof characters);
-  const unsigned negative = (characters & 0xFFU) == '-' ? 1 : 0;
-  characters >>= 8 * negative;
-  const unsigned count = count_digits(characters);
-  if (count == 0 || count + negative >= 8) {  // none, or more than were looked at
-    return read_any_whole(next, value);
+  return characters;
+}
+
+/// Takes '0' out of eight characters: digits become 0 to 9, anything else something larger.
+inline std::uint64_t digit_values(std::uint64_t characters) {
+  return characters ^ 0x3030303030303030U;
+}
+
+/// Bit 7 of each byte: whether it is larger than 9. Exact up to the first that is, since the carry
+/// of the addition touches later bytes only.
+inline std::uint64_t find_others(std::uint64_t values) {
+  return ((values + 0x7676767676767676U) | values) & 0x8080808080808080U;
+}
+
+/// The number that eight digit values make. Three steps join single digits to pairs, fours and
+/// eights: each multiplies the left halves by a power of ten and adds the right halves, all at
+/// once.
+inline std::uint64_t combine_digits(std::uint64_t values) {
+  values = (values * (10 * 0x100 + 1)) >> 8;
+  values = ((values & 0x00FF00FF00FF00FFU) * (100 * 0x10000 + 1)) >> 16;
+  return ((values & 0x0000FFFF0000FFFFU) * (10000 * 0x100000000U + 1)) >> 32;
+}
+
+/// Reads a whole number of one to seven characters, which has no blanks before it. False where
+/// there is no such number, or a longer one, or one that a letter follows. Samples have one to five
+/// digits, in no order that a processor could predict: a loop over digits would cost a wrong guess
+/// for most samples, so eight characters are looked at together.
+inline bool read_short_whole(const char*& next, std::int32_t& value) {
+  std::uint64_t values = load_eight(next);
+  const std::int32_t sign = (values & 0xFFU) == '-' ? -1 : 0;
+  values = digit_values(values ^ static_cast<std::uint32_t>(sign & ('-' ^ '0')));  // "-5" as "05"
+  // Bit 4 is set in the digits 0x30 to 0x39, and in no blank, line end, sign or point. So it tells
+  // where the digits end; that all of them are digits is looked at below.
+  const std::uint64_t ends = values & 0x1010101010101010U;
+  const int end = std::countr_zero(ends);
+  const int count = end / 8;
+  // The shift, by 64 less 8 for each digit, drops what follows them and puts zeros in front.
+  values <<= static_cast<unsigned>(4 - end) % 64U;
+  if (ends == 0 || count + sign <= 0 || find_others(values) != 0) {
+    return false;
   }
-  const std::int32_t sign = -static_cast<std::int32_t>(negative);
-  value = (combine_digits(characters, count) ^ sign) - sign;
-  next = place + negative + count;
+  value = (static_cast<std::int32_t>(combine_digits(values)) ^ sign) - sign;
+  next += count;
   return true;
 }
 
-/// Reads a number in any notation; as `read_whole` otherwise.
+/// `read_whole` for any number of blanks and digits, and for text that is no number.
+bool read_any_whole(const char*& next, std::int32_t& value);
+
+/// Reads a whole number within 32 bits and moves `next` past it. False, and `next` where it was, if
+/// no number is there. Most numbers are short and follow a single blank.
+inline bool read_whole(const char*& next, std::int32_t& value) {
+  const char* place = next + (*next == ' ' ? 1 : 0);
+  if (read_short_whole(place, value)) {
+    next = place;
+    return true;
+  }
+  // The function gets a copy, so that the caller's `next` can stay in a register.
+  const char* copy = next;
+  const bool found = read_any_whole(copy, value);
+  next = copy;
+  return found;
+}
+
+/// Reads a number in any notation, correctly rounded; as `read_whole` otherwise.
 bool read_real(const char*& next, double& value);
 
 }  // namespace KorLa

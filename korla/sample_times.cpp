@@ -2,6 +2,9 @@
 
 #include "korla/sample_times.h"
 
+#include <algorithm>
+#include <array>
+
 namespace KorLa {
 
 SampleTimes::SampleTimes(double frequency, double tolerance)
@@ -30,24 +33,34 @@ void SampleTimes::add_piece(std::size_t index, double stamp, bool marked) {
 }
 
 /// Walks the stretches from anchor to anchor. Stamps may count from midnight or by another clock,
-/// so that only their differences enter. A sample's time is its distance from the first of its own
-/// stretch, added once: no rounding error grows with the length of the file.
+/// so that only their differences enter.
 std::vector<double> SampleTimes::times(double start, std::size_t count) const {
-  std::vector<double> result(count);
-  std::size_t first = 0;
+  std::vector<double> result;
+  result.reserve(count);
   double first_time = start;
-  for (std::size_t next = 1; first < count; ++next) {
+  for (std::size_t next = 1; result.size() < count; ++next) {
     const bool last = next >= anchors_.size();
-    const std::size_t end = last ? count : anchors_[next].index;
-    for (std::size_t i = first; i < end && i < count; ++i) {
-      result[i] = static_cast<double>(i - first) / frequency_ + first_time;
-    }
-    first = end;
+    const std::size_t end = last ? count : std::min(count, anchors_[next].index);
+    append_times(result, end - result.size(), frequency_, first_time);
     if (!last) {
       first_time = start + (anchors_[next].stamp - anchors_[0].stamp);
     }
   }
   return result;
+}
+
+/// A few hundred at a time go through memory that is at hand, so that a vector of millions of times
+/// is not cleared before it is filled.
+void append_times(std::vector<double>& times, std::size_t count, double frequency, double start) {
+  std::array<double, 512> part;
+  for (std::size_t done = 0; done < count; done += part.size()) {
+    const auto first = static_cast<double>(done);
+    const std::size_t n = std::min(part.size(), count - done);
+    for (int i = 0; i < static_cast<int>(n); ++i) {
+      part[static_cast<std::size_t>(i)] = (first + i) / frequency + start;
+    }
+    times.insert(times.end(), part.begin(), part.begin() + static_cast<std::ptrdiff_t>(n));
+  }
 }
 
 }  // namespace KorLa

@@ -47,4 +47,8 @@ class SampleTimes {
   bool went_back_ = false;
 };
 
+/// Appends `count` times, the first at `start`, `frequency` samples per second. A time is its
+/// distance from the first, added once: no rounding error grows with the length of the file.
+void append_times(std::vector<double>& times, std::size_t count, double frequency, double start);
+
 }  // namespace KorLa

@@ -40,6 +40,10 @@ void expect_same_whole(const std::string& text) {
       text);
 }
 
+void expect_same_real(const std::string& text) {
+  expect_same<double>(KorLa::read_real, std::strtod, text);
+}
+
 TEST(numbers, are_those_of_the_library) {
   for (const char* edge : {"2147483647", "2147483648", "-2147483648", "-2147483649"}) {
     expect_same_whole(edge);
@@ -56,7 +60,23 @@ TEST(numbers, are_those_of_the_library) {
       real_text += real[random() % (random() % 2 == 0 ? 10 : real.size())];
     }
     ASSERT_NO_FATAL_FAILURE(expect_same_whole(text));
-    ASSERT_NO_FATAL_FAILURE((expect_same<double>(KorLa::read_real, std::strtod, real_text)));
+    ASSERT_NO_FATAL_FAILURE(expect_same_real(real_text));
+  }
+}
+
+TEST(numbers, with_a_point_are_rounded_as_by_the_library) {
+  std::mt19937_64 random(9);
+  for (int trial = 0; trial < 50000; ++trial) {
+    // The first are halfway between two doubles, or as near to it as digits can be.
+    const std::string whole = std::to_string((std::uint64_t{1} << 52) + (random() >> 12));
+    for (const char* fraction : {".5", ".500", ".499", ".501", ".50000000001", ".49999999999"}) {
+      ASSERT_NO_FATAL_FAILURE(expect_same_real(whole + fraction));
+    }
+    const std::string digits = std::to_string(random()) + std::to_string(random());
+    const std::size_t point = 1 + random() % 20;
+    ASSERT_NO_FATAL_FAILURE(expect_same_real((trial % 2 == 0 ? "-" : "") + digits.substr(0, point) +
+                                             "." + digits.substr(point, 1 + random() % 19)));
+    ASSERT_NO_FATAL_FAILURE(expect_same_real("0." + std::string(point, '0') + digits));
   }
 }
 

@@ -34,7 +34,7 @@ constexpr double first_mark = 300.0;
 constexpr double second_mark = 2100.0;
 
 /// Samples of a channel that are read together.
-constexpr std::size_t part_samples = 4096;
+constexpr std::size_t part_samples = 2048;
 
 bool is_tagged(const char* bytes, const char* tag) {
   return std::memcmp(bytes, tag, 4) == 0;

@@ -26,6 +26,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       }
     }
   });
-  tavrik::close_result_files();
+  tavrik::abandon_result_files();
   return 0;
 }

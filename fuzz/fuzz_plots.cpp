@@ -53,7 +53,7 @@ void save_canvas() {
   char* bytes = nullptr;
   std::size_t size = 0;
   std::FILE* stream = open_memstream(&bytes, &size);
-  if (gr::save_png(gr::graphics.canvas, gr::graphics.palette, stream) != gr::SaveResult::saved) {
+  if (!gr::save_png(gr::graphics.canvas, gr::graphics.palette, stream)) {
     std::abort();
   }
   std::fclose(stream);

@@ -46,7 +46,8 @@ TEST_F(output_file, takes_the_place_of_what_was_there_when_it_is_whole) {
       {"second_name", "new\nhalf", "new\n"},
       {"link_to_nothing", "new\nhalf", "new\n"},
   };
-  for (const auto& [name, before, abandoned] : cases) {
+  for (const Case& row : cases) {
+    const std::string& name = row.name;
     for (const bool whole : {false, true}) {
       SCOPED_TRACE(name);
       reset();
@@ -65,7 +66,7 @@ TEST_F(output_file, takes_the_place_of_what_was_there_when_it_is_whole) {
       const auto contents = [&] {
         return std::filesystem::exists(folder / name) ? folder.read(name) : "";
       };
-      EXPECT_EQ(contents(), before);
+      EXPECT_EQ(contents(), row.before);
       support::CapturedStderr captured;
       if (whole) {
         EXPECT_TRUE(finish_output(file));
@@ -73,7 +74,7 @@ TEST_F(output_file, takes_the_place_of_what_was_there_when_it_is_whole) {
         EXPECT_EQ(captured.take(), "");
       } else {
         abandon_output(file, 4);
-        EXPECT_EQ(contents(), abandoned);
+        EXPECT_EQ(contents(), row.abandoned);
         const std::string kept = file.target + ".unfinished";
         EXPECT_EQ(captured.take(),
                   "WARNING: " + (folder / name) + " is not whole" +

@@ -64,7 +64,7 @@ class Table {
   bool next_line(std::string_view& line, bool& marked);
   void begin(std::size_t n_channels);
   bool read_values(std::string_view line);
-  const char* read_fraction(const char* next, std::int32_t& value);
+  const char* read_unusual(const char* next, std::int32_t& value);
   bool is_doubled() const;
   void warn_of_going_back(double time);
   void add_line(bool marked);
@@ -106,9 +106,13 @@ bool Table::next_line(std::string_view& line, bool& marked) {
   return found == LineReader::Found::line;
 }
 
-/// Reads a value that is not written as a whole number. Values are whole counts; a fraction is
-/// rounded. Returns where it ends, null if there is none.
-const char* Table::read_fraction(const char* next, std::int32_t& value) {
+/// Reads a value of any kind. Values are whole counts; a fraction is rounded. Returns where it
+/// ends, null if there is none.
+const char* Table::read_unusual(const char* next, std::int32_t& value) {
+  const char* end = next;
+  if (read_whole(end, value) && *end <= ' ') {
+    return end;
+  }
   double real = 0;
   if (!read_real(next, real)) {
     return nullptr;
@@ -136,8 +140,8 @@ bool Table::read_values(std::string_view line) {
   std::size_t count = 0;
   for (; count < most_channels && next < line_end; ++count) {
     const char* end = next;
-    if (!read_whole(end, values_[count]) || *end > ' ') {
-      end = read_fraction(next, values_[count]);
+    if (!read_usual_whole(end, values_[count]) || *end > ' ') {
+      end = read_unusual(next, values_[count]);
     }
     if (end == nullptr) {
       break;
@@ -188,8 +192,9 @@ void Table::add_line(bool marked) {
   if (any_out_of_range_) {
     refuse("a value is out of range");
   }
-  for (std::size_t c = 0; c < samples_.size(); ++c) {
-    samples_[c].push_back(values_[c]);
+  const std::int32_t* value = values_.data();
+  for (std::vector<std::int32_t>& channel : samples_) {
+    channel.push_back(*value++);
   }
 }
 

@@ -24,16 +24,27 @@ constexpr std::array<std::uint64_t, most_digits + 1> powers_of_ten = [] {
   return powers;
 }();
 
-bool is_digit(char letter) {
-  return letter >= '0' && letter <= '9';
-}
-
 /// Digits as they are read.
 struct Digits {
   std::uint64_t number = 0;  ///< that the first of them make
   unsigned count = 0;        ///< of these, at most `most_digits`
   bool cut = false;          ///< there are more
 };
+
+/// How many of eight characters are digits, from the first on, by what `find_others` says of them.
+inline unsigned count_digits(std::uint64_t others) {
+  return others == 0 ? 8 : static_cast<unsigned>(std::countr_zero(others)) / 8;
+}
+
+/// Passes over digits.
+inline const char* skip_digits(const char* place) {
+  unsigned count = 0;
+  do {
+    count = count_digits(find_others(digit_values(load_eight(place))));
+    place += count;
+  } while (count == 8);
+  return place;
+}
 
 /// Takes the digits at `place`, eight at a time; returns where they end.
 inline const char* take_digits(const char* place, Digits& digits) {
@@ -45,68 +56,61 @@ inline const char* take_digits(const char* place, Digits& digits) {
     place += 8;
     values = digit_values(load_eight(place));
   }
-  const unsigned found = others == 0 ? 8 : static_cast<unsigned>(std::countr_zero(others)) / 8;
+  const unsigned found = count_digits(others);
   const unsigned taken = std::min(found, most_digits - digits.count);
   if (taken > 0) {
     digits.number =
-        digits.number * powers_of_ten[taken] + combine_digits(values << (64 - 8 * taken));
+        digits.number * powers_of_ten[taken] + combine_digits(values << (0 - 8 * taken) % 64U);
     digits.count += taken;
   }
-  place += taken;
-  digits.cut = is_digit(*place);
-  while (is_digit(*place)) {
-    ++place;
-  }
-  return place;
+  digits.cut = taken < found;
+  return found < 8 ? place + found : skip_digits(place + 8);
 }
 
-/// Divides by a power of ten and rounds to the nearest double. With all leading zero bits shifted
-/// out, the quotient of whole numbers has 64 bits, eleven more than a double. False where these
-/// eleven are so near a half that digits after the nineteenth, or the quotient's remainder, decide:
-/// of a number of nineteen digits, those after it add less than 19 to the quotient.
+/// One over a power of ten: a 64-bit number whose highest bit is set, rounded down, and the
+/// exponent of two by which it is to be multiplied.
+struct Reciprocal {
+  std::uint64_t number;
+  int exponent;
+};
+
+constexpr std::array<Reciprocal, most_digits + 1> reciprocals = [] {
+  std::array<Reciprocal, most_digits + 1> all{};
+  for (unsigned i = 0; i <= most_digits; ++i) {
+    const int shift = 63 + std::bit_width(powers_of_ten[i] - 1);
+    all[i] = {static_cast<std::uint64_t>((Wide{1} << shift) / powers_of_ten[i]), -shift};
+  }
+  return all;
+}();
+
+/// Divides by a power of ten and rounds to the nearest double. The number, with all leading zero
+/// bits shifted out, times the reciprocal is the quotient: its upper 64 bits, with a leading zero
+/// bit shifted out too, are eleven more than a double has. False where these eleven are so near a
+/// half that what is missing from the quotient decides: of a number of nineteen digits, those after
+/// it add less than 19; both roundings down, of the reciprocal and of the product, took less than
+/// 1, or 2 after the shift.
 bool divide(const Digits& digits, unsigned power, double& value) {
   constexpr std::uint64_t half = 1U << 10U;
-  constexpr std::uint64_t most_added = 19;
+  constexpr std::uint64_t most_added = 19 + 2 + 2;
   if (digits.number == 0 || (digits.cut && digits.number < powers_of_ten[most_digits - 1])) {
     return false;
   }
+  const Reciprocal& reciprocal = reciprocals[power];
   const int shift = std::countl_zero(digits.number);
-  const int divisor_shift = std::countl_zero(powers_of_ten[power]);
-  const std::uint64_t dividend = digits.number << shift;
-  const std::uint64_t divisor = powers_of_ten[power] << divisor_shift;
-  const int more = dividend < divisor ? 64 : 63;
-  const auto quotient = static_cast<std::uint64_t>((Wide{dividend} << more) / divisor);
+  const Wide product = Wide{digits.number << shift} * reciprocal.number;
+  auto quotient = static_cast<std::uint64_t>(product >> 64U);
+  const auto more = static_cast<int>(1 - (quotient >> 63U));
+  quotient <<= more;
   const std::uint64_t rest = quotient % (2 * half);
   if (rest <= half && rest + most_added >= half) {
     return false;
   }
-  const auto rounded = static_cast<std::int64_t>(quotient / (2 * half) + (rest > half ? 1 : 0));
-  // A power of two as the bits of a double: multiplying by it is exact.
-  const int exponent = divisor_shift - shift - more + 11;
-  const auto scale = std::bit_cast<double>(static_cast<std::uint64_t>(1023 + exponent) << 52U);
-  value = static_cast<double>(rounded) * scale;
-  return true;
-}
-
-/// Reads a number that has digits on both sides of a point, and white space after it. False for any
-/// other, and for one that `divide` leaves alone.
-bool read_decimal(const char*& next, double& value) {
-  const char* place = skip_blanks(next);
-  const bool minus = *place == '-';
-  place += minus ? 1 : 0;
-  Digits digits;
-  const char* point = take_digits(place, digits);
-  const unsigned n_whole = digits.count;
-  if (point == place || *point != '.' || digits.cut) {
-    return false;
-  }
-  const char* end = take_digits(point + 1, digits);
-  double size = 0;
-  if (end == point + 1 || *end > ' ' || !divide(digits, digits.count - n_whole, size)) {
-    return false;
-  }
-  value = minus ? -size : size;
-  next = end;
+  // 2^52 to 2^53, the latter from rounding up. As the bits of a double, the highest of these counts
+  // one into the exponent, and 2^53 two.
+  const std::uint64_t rounded = (quotient / half + 1) / 2;
+  const int exponent = 64 + 11 + reciprocal.exponent - shift - more;
+  value =
+      std::bit_cast<double>(rounded + (static_cast<std::uint64_t>(1023 + 51 + exponent) << 52U));
   return true;
 }
 
@@ -140,10 +144,27 @@ bool read_any_whole(const char*& next, std::int32_t& value) {
   return read_number(next, value);
 }
 
-bool read_real(const char*& next, double& value) {
-  if (read_decimal(next, value)) {
-    return true;
+bool read_decimal(const char*& next, double& value) {
+  const char* place = skip_blanks(next);
+  const bool minus = *place == '-';
+  place += minus ? 1 : 0;
+  Digits digits;
+  const char* point = take_digits(place, digits);
+  const unsigned n_whole = digits.count;
+  if (point == place || *point != '.' || digits.cut) {
+    return false;
   }
+  const char* end = take_digits(point + 1, digits);
+  double size = 0;
+  if (end == point + 1 || *end > ' ' || !divide(digits, digits.count - n_whole, size)) {
+    return false;
+  }
+  value = minus ? -size : size;
+  next = end;
+  return true;
+}
+
+bool read_any_real(const char*& next, double& value) {
   const char* place = next;
   std::int32_t whole = 0;
   if (read_whole(place, whole) && *place <= ' ') {

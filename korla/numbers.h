@@ -38,7 +38,7 @@ inline std::uint64_t find_others(std::uint64_t values) {
 /// eights: each multiplies the left halves by a power of ten and adds the right halves, all at
 /// once.
 inline std::uint64_t combine_digits(std::uint64_t values) {
-  values = (values * (10 * 0x100 + 1)) >> 8;
+  values = values * 10 + (values >> 8);
   values = ((values & 0x00FF00FF00FF00FFU) * (100 * 0x10000 + 1)) >> 16;
   return ((values & 0x0000FFFF0000FFFFU) * (10000 * 0x100000000U + 1)) >> 32;
 }
@@ -48,21 +48,35 @@ inline std::uint64_t combine_digits(std::uint64_t values) {
 /// digits, in no order that a processor could predict: a loop over digits would cost a wrong guess
 /// for most samples, so eight characters are looked at together.
 inline bool read_short_whole(const char*& next, std::int32_t& value) {
-  std::uint64_t values = load_eight(next);
-  const std::int32_t sign = (values & 0xFFU) == '-' ? -1 : 0;
-  values = digit_values(values ^ static_cast<std::uint32_t>(sign & ('-' ^ '0')));  // "-5" as "05"
+  std::uint64_t values = digit_values(load_eight(next));
   // Bit 4 is set in the digits 0x30 to 0x39, and in no blank, line end, sign or point. So it tells
-  // where the digits end; that all of them are digits is looked at below.
-  const std::uint64_t ends = values & 0x1010101010101010U;
-  const int end = std::countr_zero(ends);
-  const int count = end / 8;
+  // where the digits end; that all of them are digits is looked at below. The first character is
+  // not asked, so that the next number's place does not wait for this one's sign.
+  const std::uint64_t ends = values & 0x1010101010101000U;
+  const auto end = static_cast<std::uint64_t>(std::countr_zero(ends));
+  const std::uint64_t count = end / 8;
+  constexpr std::uint64_t minus = '-' ^ '0';
+  const std::uint64_t sign = (values & 0xFFU) == minus ? 1 : 0;
+  values ^= sign * minus;  // "-5" as "05"
   // The shift, by 64 less 8 for each digit, drops what follows them and puts zeros in front.
-  values <<= static_cast<unsigned>(4 - end) % 64U;
-  if (ends == 0 || count + sign <= 0 || find_others(values) != 0) {
+  values <<= (4 - end) % 64U;
+  if (ends == 0 || count == sign || find_others(values) != 0) {
     return false;
   }
-  value = (static_cast<std::int32_t>(combine_digits(values)) ^ sign) - sign;
+  const auto size = static_cast<std::int32_t>(combine_digits(values));
+  value = sign != 0 ? -size : size;
   next += count;
+  return true;
+}
+
+/// Reads a short whole number that follows a single blank, as most do. False for any other, and
+/// `next` where it was.
+inline bool read_usual_whole(const char*& next, std::int32_t& value) {
+  const char* place = next + 1;
+  if (*next != ' ' || !read_short_whole(place, value)) {
+    return false;
+  }
+  next = place;
   return true;
 }
 
@@ -70,21 +84,22 @@ inline bool read_short_whole(const char*& next, std::int32_t& value) {
 bool read_any_whole(const char*& next, std::int32_t& value);
 
 /// Reads a whole number within 32 bits and moves `next` past it. False, and `next` where it was, if
-/// no number is there. Most numbers are short and follow a single blank.
+/// no number is there.
 inline bool read_whole(const char*& next, std::int32_t& value) {
-  const char* place = next + (*next == ' ' ? 1 : 0);
-  if (read_short_whole(place, value)) {
-    next = place;
-    return true;
-  }
-  // The function gets a copy, so that the caller's `next` can stay in a register.
-  const char* copy = next;
-  const bool found = read_any_whole(copy, value);
-  next = copy;
-  return found;
+  return read_usual_whole(next, value) || read_any_whole(next, value);
 }
 
+/// Reads a number with a point, as the times of samples are written: it has digits on both sides of
+/// the point, and white space after it. False, and `next` where it was, for any other, and for the
+/// few that it can't round.
+bool read_decimal(const char*& next, double& value);
+
+/// `read_real` for what `read_decimal` leaves.
+bool read_any_real(const char*& next, double& value);
+
 /// Reads a number in any notation, correctly rounded; as `read_whole` otherwise.
-bool read_real(const char*& next, double& value);
+inline bool read_real(const char*& next, double& value) {
+  return read_decimal(next, value) || read_any_real(next, value);
+}
 
 }  // namespace KorLa

@@ -54,12 +54,16 @@ std::size_t count_numbers(const char*& next) {
 
 /// Reads samples; returns how many the line has, at most as many as there is room for.
 std::size_t read_samples(const char*& next, std::span<std::int32_t> samples) {
-  const char* place = next;  // which may stay in a register
   std::size_t count = 0;
-  while (count < samples.size() && read_whole(place, samples[count])) {
-    ++count;
-  }
-  next = place;
+  do {
+    const char* place = next;
+    // No call is in this loop, so that all it needs stays in registers.
+    while (count < samples.size() && read_usual_whole(place, samples[count])) {
+      ++count;
+    }
+    next = place;
+  } while (count < samples.size() && read_any_whole(next, samples[count]) &&
+           ++count < samples.size());
   return count;
 }
 

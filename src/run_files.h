@@ -2,22 +2,18 @@
 // The files that a run reads and writes, by device and inode, so that no result takes the place of
 // something else, whatever path leads there.
 
-#include <compare>
 #include <map>
 #include <set>
 #include <string>
+#include <sys/types.h>
+#include <utility>
 
 #include "korla/bytes.h"
 
 namespace tavrik {
 
-/// A file's identity, whatever path leads to it.
-struct FileIdentity {
-  unsigned long device = 0;
-  unsigned long inode = 0;
-
-  auto operator<=>(const FileIdentity&) const = default;
-};
+/// A file's identity, whatever path leads to it: device and inode.
+using FileIdentity = std::pair<dev_t, ino_t>;
 
 FileIdentity identity(const KorLa::FileStatus& status);
 

@@ -3,8 +3,8 @@
 // stand side by side in a frame, and the lags, each of which has a lane. Vectors along the samples
 // would add in another order for each width. Loops without a sum have no order to keep.
 //
-// Each loop is written once, as an inline template, and compiled for each instruction set by the
-// functions at the end, which are alike but for their target.
+// Each loop is written once, as an inline function, and compiled for each instruction set by
+// kernel_for at the end. The usual 33 lags take one pass in 36 or 40 lanes.
 
 #include "src/window_kernel.h"
 
@@ -173,52 +173,69 @@ TAVRIK_INLINE double highest(std::span<const double> values) {
   return *std::max_element(best, best + lanes);
 }
 
-/// A kernel compiled for a target. The usual 33 lags take one pass in 36 or 40 lanes.
-#define TAVRIK_KERNEL(name, target, width, vectors)                                             \
-  struct name {                                                                                 \
-    target static void load(const std::array<const std::int32_t*, 3>& raw,                      \
-                            const std::array<double*, 3>& inputs, Frames& frames) {             \
-      tavrik::load(raw, inputs, frames);                                                        \
-    }                                                                                           \
-    target static FrameSums sum(const Frames& frames) { return tavrik::sum(frames); }           \
-    target static PerChannel sum_squares(const Frames& frames, const PerChannel& mean) {        \
-      return tavrik::sum_squares(frames, mean);                                                 \
-    }                                                                                           \
-    target static PerChannel normalise(Frames& frames, const PerChannel& mean,                  \
-                                       const PerChannel& scale) {                               \
-      return tavrik::normalise(frames, mean, scale);                                            \
-    }                                                                                           \
-    target static void separate(const Frames& frames, Channels& channels) {                     \
-      tavrik::separate(frames, channels);                                                       \
-    }                                                                                           \
-    target static void lag_sums(const PaddedSignal& a, const PaddedSignal& b,                   \
-                                std::ptrdiff_t first_lag, std::span<double> sums) {             \
-      tavrik::lag_sums<width, vectors>(a, b, first_lag, sums);                                  \
-    }                                                                                           \
-    target static void divide(std::span<const double> values, std::span<const double> divisors, \
-                              std::span<double> out) {                                          \
-      tavrik::divide(values, divisors, out);                                                    \
-    }                                                                                           \
-    target static void divide_by_one(std::span<const double> values, double divisor,            \
-                                     std::span<double> out) {                                   \
-      tavrik::divide_by_one(values, divisor, out);                                              \
-    }                                                                                           \
-    target static double highest(std::span<const double> values) {                              \
-      return tavrik::highest(values);                                                           \
-    }                                                                                           \
-  };
+// An instruction set: what `run` calls becomes part of it, and is compiled as it is.
 
 #if defined(__x86_64__)
-TAVRIK_KERNEL(Avx512, [[gnu::target("avx512f")]], 8, 5)
-TAVRIK_KERNEL(Avx2, [[gnu::target("avx2")]], 4, 9)
-#endif
-TAVRIK_KERNEL(Portable, , 2, 20)
+struct Avx512 {
+  template <typename Call>
+  [[gnu::target("avx512f")]] static auto run(Call call) {
+    return call();
+  }
+};
 
-template <typename Kernel>
-constexpr WindowKernel kernel_of() {
-  return {Kernel::load,      Kernel::sum,           Kernel::sum_squares,
-          Kernel::normalise, Kernel::separate,      Kernel::lag_sums,
-          Kernel::divide,    Kernel::divide_by_one, Kernel::highest};
+struct Avx2 {
+  template <typename Call>
+  [[gnu::target("avx2")]] static auto run(Call call) {
+    return call();
+  }
+};
+#endif
+
+struct Portable {
+  template <typename Call>
+  static auto run(Call call) {
+    return call();
+  }
+};
+
+#define TAVRIK_INLINE_CALL __attribute__((always_inline))
+
+/// The loops for an instruction set, with lags in `vectors` times `width` lanes.
+template <typename Set, std::size_t width, std::size_t vectors>
+WindowKernel kernel_for() {
+  using Values = std::span<const double>;
+  using Results = std::span<double>;
+  WindowKernel kernel{};
+  kernel.load = [](const std::array<const std::int32_t*, 3>& raw,
+                   const std::array<double*, 3>& inputs, Frames& frames) {
+    Set::run([&]() TAVRIK_INLINE_CALL { load(raw, inputs, frames); });
+  };
+  kernel.sum = [](const Frames& frames) {
+    return Set::run([&]() TAVRIK_INLINE_CALL { return sum(frames); });
+  };
+  kernel.sum_squares = [](const Frames& frames, const PerChannel& mean) {
+    return Set::run([&]() TAVRIK_INLINE_CALL { return sum_squares(frames, mean); });
+  };
+  kernel.normalise = [](Frames& frames, const PerChannel& mean, const PerChannel& scale) {
+    return Set::run([&]() TAVRIK_INLINE_CALL { return normalise(frames, mean, scale); });
+  };
+  kernel.separate = [](const Frames& frames, Channels& channels) {
+    Set::run([&]() TAVRIK_INLINE_CALL { separate(frames, channels); });
+  };
+  kernel.lag_sums = [](const PaddedSignal& a, const PaddedSignal& b, std::ptrdiff_t first_lag,
+                       Results sums) {
+    Set::run([&]() TAVRIK_INLINE_CALL { lag_sums<width, vectors>(a, b, first_lag, sums); });
+  };
+  kernel.divide = [](Values values, Values divisors, Results out) {
+    Set::run([&]() TAVRIK_INLINE_CALL { divide(values, divisors, out); });
+  };
+  kernel.divide_by_one = [](Values values, double divisor, Results out) {
+    Set::run([&]() TAVRIK_INLINE_CALL { divide_by_one(values, divisor, out); });
+  };
+  kernel.highest = [](Values values) {
+    return Set::run([&]() TAVRIK_INLINE_CALL { return highest(values); });
+  };
+  return kernel;
 }
 
 }  // namespace
@@ -234,13 +251,13 @@ std::vector<WindowKernel> usable_kernels() {
   std::vector<WindowKernel> usable;
 #if defined(__x86_64__)
   if (__builtin_cpu_supports("avx512f")) {
-    usable.push_back(kernel_of<Avx512>());
+    usable.push_back(kernel_for<Avx512, 8, 5>());
   }
   if (__builtin_cpu_supports("avx2")) {
-    usable.push_back(kernel_of<Avx2>());
+    usable.push_back(kernel_for<Avx2, 4, 9>());
   }
 #endif
-  usable.push_back(kernel_of<Portable>());
+  usable.push_back(kernel_for<Portable, 2, 20>());
   return usable;
 }
 

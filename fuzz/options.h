@@ -22,7 +22,7 @@ inline constexpr const char* options =
     "--dont-handle-nans --entropy --force=0-100 --force=1456812000-1456813000 --hist-size=4 "
     "--hist-size=360 --lltmp --logcaz --lsq-len=2 --lsq-len=33 --lsq-plot --maxdelay=2 "
     "--maxdelay=255 --no-normalize --partial --plotcaz --range=1-9 --title=\xc3\xa4\xff --vortex "
-    "--vortex=1";
+    "--vortex=1 --angle=lsq --csv";
 
 /// The coordinates of -x: usual, clockwise, in a line, all on one spot, huge.
 inline constexpr std::string_view places[] = {

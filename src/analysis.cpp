@@ -154,15 +154,18 @@ void correlate_pairs(WindowWork& work, ResultRecord& record) {
   record.cmax = *std::max_element(cmax.begin(), cmax.end());
 }
 
-/// The fields that are made of others. vel2 is exact for baselines 12 and 13 of one length at a
-/// right angle: their lags are then frequency * d12 / velocity times the cosine and the sine of one
-/// angle, whose squares add up to 1.
+/// The fields that are made of others. vel2 is that of the least-squares fit where that is the
+/// method, so that pictures, histogram and passages are right on every array. Otherwise it is exact
+/// for baselines 12 and 13 of one length at a right angle: their lags are then frequency * d12 /
+/// velocity times the cosine and the sine of one angle, whose squares add up to 1.
 void derive(ResultRecord& record, const WindowValues& values, double frequency) {
   const Lags& lags = values.lags;
   const auto& [m0, m1, m2] = values.mvl;
   const auto& [c12, c13, c23] = values.value_at_lag;
-  record.vel2 =
-      array_geometry.baselines.d12 * frequency / std::sqrt(lags[0] * lags[0] + lags[1] * lags[1]);
+  record.vel2 = settings.primary_direction == Direction::lsq_method
+                    ? record.vel
+                    : array_geometry.baselines.d12 * frequency /
+                          std::sqrt(lags[0] * lags[0] + lags[1] * lags[1]);
   record.amp = (m0 + m1 + m2) / 3;
   record.cprod = c12 * c13 * c23;
   record.quality = record.cprod * record.amp;
@@ -189,6 +192,9 @@ ResultRecord analyse_window(WindowWork& work, const LoadedSeries& data, std::siz
   WindowValues& values = work.values;
   const Correlation& series = work.correlation;
   find_lags(series.crs_norm, series.crs, values.value_at_lag, values.lags, series.max_lag);
+  if (settings.csv) {
+    values.coefficient = peak_coefficients(series, window_kernel.sum_squares(work.frames, {}));
+  }
   work.angle(record, values.lags, array_geometry, work.frequency);
   derive(record, values, work.frequency);
   record.time = window_time(work, data.times[first], first);
@@ -312,7 +318,8 @@ bool analyse(const std::vector<std::string>& files, ResultSeries& series) {
     reserve_records(data, *records);
   }
   const StopSignals signals;  // from here on there are files that must not be left as they are
-  const DataHeader header = {first.path, first.station, data.start_time};
+  const DataHeader header = {first.path, first.station,           data.start_time,
+                             data.files, data.sampling_frequency, data.max_lag};
   open_result_files(header);
   const bool whole = walk_windows(work, data, tally, records);
   if (!whole) {

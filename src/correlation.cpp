@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "src/window_kernel.h"
 
@@ -86,6 +87,20 @@ void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
       value_at_lag[p] = crs[p][j];
     }
   }
+}
+
+std::array<double, 3> peak_coefficients(const Correlation& correlation,
+                                        const std::array<double, 3>& squares) {
+  std::array<double, 3> coefficients;
+  for (std::size_t p = 0; p < coefficients.size(); ++p) {
+    const std::size_t j = find_peak(correlation.crs_norm[p]);
+    const auto [a, b] = pair_channels[p];
+    coefficients[p] =
+        j == correlation.divisors.size()
+            ? std::numeric_limits<double>::quiet_NaN()
+            : correlation.crs[p][j] * correlation.divisors[j] / std::sqrt(squares[a] * squares[b]);
+  }
+  return coefficients;
 }
 
 Line line_fit(std::span<const double> y) {

@@ -56,6 +56,12 @@ double divide_by_peak(std::span<const double> crs, std::span<double> crs_norm);
 void find_lags(const PairSeries& crs_norm, const PairSeries& crs,
                std::array<double, 3>& value_at_lag, Lags& lags, std::size_t max_lag);
 
+/// The correlation coefficients of the pairs at the peaks that find_lags finds: the sum of products
+/// there divided by sqrt(sum a^2 * sum b^2), so at most 1. squares: sum of squares of each channel
+/// as it was correlated. NaN for a pair without a peak.
+std::array<double, 3> peak_coefficients(const Correlation& correlation,
+                                        const std::array<double, 3>& squares);
+
 /// A straight line, y = intercept + slope * x.
 struct Line {
   double intercept, slope;

@@ -1,9 +1,11 @@
-// The three direction methods.
+// The four direction methods.
 
 #include "src/direction.h"
 
 #include <cmath>
+#include <limits>
 #include <numbers>
+#include <numeric>
 
 #include "src/console.h"
 #include "src/guards.h"
@@ -89,6 +91,29 @@ void guard(Lags& lags) {
   for (double& lag : lags) {
     lag = zero_guarded(lag);
   }
+}
+
+constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
+
+/// How much later a plane wave arrives for each metre, samples: along its way.
+struct Slowness {
+  double east, north;
+  double size;
+
+  /// Degrees in [0, 360); NaN without a direction.
+  double azimuth_of_arrival() const {
+    if (!(size > 0)) {
+      return not_a_number;
+    }
+    const double az = degrees(std::atan2(-east, -north));
+    return az < 0 ? std::fmod(az + 360, 360) : az;
+  }
+};
+
+Slowness fit_slowness(const Lags& lags, const SlownessFit& fit) {
+  const double east = std::inner_product(lags.begin(), lags.end(), fit.east.begin(), 0.0);
+  const double north = std::inner_product(lags.begin(), lags.end(), fit.north.begin(), 0.0);
+  return {east, north, std::hypot(east, north)};
 }
 
 /// The direction that only the trace of a failed `old` estimate shows.
@@ -179,8 +204,38 @@ void angle_old(ResultRecord& record, Lags& lags, const ArrayGeometry& array, dou
   record.vel = (std::cos(radians(az)) * (p1.y - p2.y) - std::sin(radians(az)) * (p1.x - p2.x)) * k;
 }
 
+void angle_lsq(ResultRecord& record, Lags& lags, const ArrayGeometry& array, double frequency) {
+  const Baselines& base = array.baselines;
+  estimate_pairwise(record, lags, base);
+  const Slowness slowness = fit_slowness(lags, array.fit);
+  record.az = slowness.azimuth_of_arrival();
+  record.vel = slowness.size > 0 ? frequency / slowness.size : not_a_number;
+  record.p12 = base.d12 * std::cos(radians(base.az12 - record.az));
+  record.p13 = base.d13 * std::cos(radians(base.az13 - record.az));
+  record.p23 = base.d23 * std::cos(radians(base.az23 - record.az));
+  record.v12 = record.p12 * frequency / zero_guarded(lags[0]);
+  record.v13 = record.p13 * frequency / zero_guarded(lags[1]);
+  record.v23 = record.p23 * frequency / zero_guarded(lags[2]);
+}
+
+Uncertainty uncertainty(const Lags& lags, const SlownessFit& fit, double frequency) {
+  const Slowness s = fit_slowness(lags, fit);
+  const double closure = lags[0] + lags[2] - lags[1];
+  const double deviation = std::fabs(closure) / std::sqrt(3.0);
+  const double east = s.east / s.size;
+  const double north = s.north / s.size;
+  const double along =
+      east * east * fit.cov_ee + 2 * east * north * fit.cov_en + north * north * fit.cov_nn;
+  const double across =
+      north * north * fit.cov_ee - 2 * east * north * fit.cov_en + east * east * fit.cov_nn;
+  return {degrees(deviation * std::sqrt(across) / s.size),
+          deviation * std::sqrt(along) * frequency / (s.size * s.size)};
+}
+
 AngleMethod angle_method(Direction direction) {
   switch (direction) {
+    case Direction::lsq_method:
+      return angle_lsq;
     case Direction::old_method:
       return angle_old;
     case Direction::weighted_method:

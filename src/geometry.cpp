@@ -105,6 +105,31 @@ Baselines compute_geometry(const Positions& positions) {
           b12.dx, b13.dx, b23.dx, b12.dy, b13.dy, b23.dy};
 }
 
+SlownessFit compute_fit(const Positions& positions) {
+  const auto& [p1, p2, p3] = positions;
+  const std::array<Point, 3> rows = {
+      {{p2.x - p1.x, p2.y - p1.y}, {p3.x - p1.x, p3.y - p1.y}, {p3.x - p2.x, p3.y - p2.y}}};
+  double xx = 0, xy = 0, yy = 0;  // A'A
+  for (const Point& row : rows) {
+    xx += row.x * row.x;
+    xy += row.x * row.y;
+    yy += row.y * row.y;
+  }
+  // Of two microphones in one place the difference would be rounding noise. It is the sum of the
+  // squared cross products of each two rows, all of which are twice the triangle's area.
+  const double area = signed_area(positions);
+  const double determinant = 3 * area * area;
+  SlownessFit fit;
+  fit.cov_ee = yy / determinant;
+  fit.cov_en = -xy / determinant;
+  fit.cov_nn = xx / determinant;
+  for (std::size_t k = 0; k < rows.size(); ++k) {
+    fit.east[k] = fit.cov_ee * rows[k].x + fit.cov_en * rows[k].y;
+    fit.north[k] = fit.cov_en * rows[k].x + fit.cov_nn * rows[k].y;
+  }
+  return fit;
+}
+
 /// The cross product of the baselines 12 and 13.
 double signed_area(const Positions& positions) {
   const auto& [p1, p2, p3] = positions;
@@ -178,6 +203,7 @@ bool read_coordinates(const std::string& path) {
   TAVRIK_TRACE(1, "M[1]: {}\nM[2]: {}\nM[3]: {}", describe(pos[0]), describe(pos[1]),
                describe(pos[2]));
   array_geometry.baselines = compute_geometry(array_geometry.pos);
+  array_geometry.fit = compute_fit(array_geometry.pos);
   return !text;
 }
 

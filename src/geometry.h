@@ -30,10 +30,19 @@ struct Baselines {
   double dy12 = 0, dy13 = 0, dy23 = 0;  ///< component to the north, m; never exactly 0
 };
 
+/// What makes the slowness of a plane wave of the lags of the pairs 12, 13 and 23: one product of
+/// three values for each component.
+struct SlownessFit {
+  std::array<double, 3> east{}, north{};  ///< lags to components of the slowness, 1/m
+  double cov_ee = 0, cov_en = 0,
+         cov_nn = 0;  ///< covariance of these, for lags of variance 1, 1/m^2
+};
+
 struct ArrayGeometry {
   Positions pos = default_positions;
   std::array<int, 3> ch = {0, 1, 2};  ///< channel of each microphone, from 0; shown from 1
   Baselines baselines;                ///< zeros until coordinates were read for the first time
+  SlownessFit fit = {};               ///< as the baselines
 
   bool operator==(const ArrayGeometry& other) const { return pos == other.pos && ch == other.ch; }
 };
@@ -45,6 +54,12 @@ inline ArrayGeometry array_geometry;
 /// exactly 0 counts as 1e-6 (intended), so that its baseline's dy is a millionth of its length.
 /// Microphones on one spot give NaN or infinite values.
 Baselines compute_geometry(const Positions& positions);
+
+/// The least-squares solution of p . s = t for the slowness s, p being the three baselines and t
+/// their lags: s = (A'A)^-1 A' t with the baselines as rows of A, and (A'A)^-1 as its covariance
+/// (for instance Szuberla and Olson, J. Acoust. Soc. Am. 115, 253-258, 2004). Microphones in a
+/// line, or in one place, give NaN or infinite values.
+SlownessFit compute_fit(const Positions& positions);
 
 /// Twice the signed area of the triangle, m^2: positive when the microphones are numbered
 /// counter-clockwise, as the direction methods need them to be.

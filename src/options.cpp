@@ -152,6 +152,8 @@ void set_angle(const char* value) {
     settings.primary_direction = settings.secondary_direction = Direction::new_method;
   } else if (word == "weighted" || word == "w") {
     settings.primary_direction = settings.secondary_direction = Direction::weighted_method;
+  } else if (word == "lsq" || word == "l") {
+    settings.primary_direction = settings.secondary_direction = Direction::lsq_method;
   } else {
     fail("Unknown calctype {}\nExiting\n", value);
   }
@@ -268,6 +270,7 @@ constexpr LongOption long_options[] = {
     {{"no-lltmp"}, no_argument, [](const char*) { settings.lltmp = false; }},
     {{"crn"}, no_argument, [](const char*) { settings.crn = true; }},
     {{"no-crn"}, no_argument, [](const char*) { settings.crn = false; }},
+    {{"csv"}, no_argument, [](const char*) { settings.csv = true; }},
     {{"strip-path"}, no_argument, [](const char*) { settings.strip_path = 268; }},
     {{"title"}, required_argument, [](const char* v) { settings.title = v; }},
     {{"dont-handle-nans"}, no_argument, [](const char*) { settings.nan_handler = keep_nan; }},

@@ -8,15 +8,16 @@
 #include "korla/calendar.h"
 
 #include "src/console.h"
+#include "src/csv_file.h"
 #include "src/settings.h"
 
 namespace tavrik {
 
 namespace {
 
-std::array<ResultStream*, 10> all_streams() {
+std::array<ResultStream*, 11> all_streams() {
   ResultFiles& f = result_files;
-  return {&f.az, &f.caz, &f.part, &f.lltmp, &f.crn, &f.acr, &f.crs, &f.cre, &f.hst, &f.vaz};
+  return {&f.az, &f.caz, &f.part, &f.lltmp, &f.crn, &f.acr, &f.crs, &f.cre, &f.hst, &f.vaz, &f.csv};
 }
 
 /// Opens a file if it is wanted, and begins it with the header if that is.
@@ -112,6 +113,9 @@ void open_result_files(const DataHeader& header) {
   if (settings.crn) {
     open_result(files.crn, header.path, "crn");
   }
+  if (settings.csv && open_result(files.csv, header.path, "csv")) {
+    write_csv_header(files.csv, header);
+  }
 }
 
 double center_shift(double frequency) {
@@ -148,6 +152,9 @@ void write_window(const ResultRecord& record, const WindowValues& values, const 
   }
   if (files.lltmp.is_open()) {
     write_lltmp(files.lltmp, time, record, values);
+  }
+  if (files.csv.is_open()) {
+    write_csv_line(files.csv, time, record, values, frequency);
   }
 }
 

@@ -10,13 +10,14 @@
 #include "src/correlation.h"
 #include "src/result_record.h"
 #include "src/result_stream.h"
+#include "src/run_checks.h"
 #include "src/statistics.h"
 
 namespace tavrik {
 
 /// All result files of the run, process-wide so that their lines are kept whatever ends it.
 struct ResultFiles {
-  ResultStream az, caz, part, lltmp, crn, acr, crs, cre, hst, vaz;
+  ResultStream az, caz, part, lltmp, crn, acr, crs, cre, hst, vaz, csv;
 };
 
 inline ResultFiles result_files;
@@ -28,13 +29,17 @@ struct WindowValues {
   Lags lags{};                                  ///< of the pairs, samples
   std::array<SpectralStatistics, 3> spectra{};  ///< of the channels, with --entropy
   std::array<AutocorrelationStatistics, 3> autocorrelation{};  ///< of the channels, with --acr
+  std::array<double, 3> coefficient{};  ///< see peak_coefficients; with --csv
 };
 
 /// What the files of a run say of its data.
 struct DataHeader {
-  std::string path;               ///< data file that the result files are named after
-  const char* station = nullptr;  ///< name of its station
-  double first_time = 0;          ///< of its first sample, seconds since 1970 UTC
+  std::string path;                        ///< data file that the result files are named after
+  const char* station = nullptr;           ///< name of its station
+  double first_time = 0;                   ///< of its first sample, seconds since 1970 UTC
+  std::span<const JoinedFile> files = {};  ///< of the run
+  double frequency = 0;                    ///< samples per second
+  std::size_t max_lag = 0;                 ///< lags on each side of zero
 };
 
 /// Opens the files that the settings ask for, except those that are written after the last window.

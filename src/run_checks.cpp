@@ -97,15 +97,22 @@ void check_same_array(std::span<const JoinedFile> joined, const JoinedFile& next
 }
 
 void check_array(const std::string& path, const ArrayGeometry& array) {
+  const bool fits = settings.primary_direction == Direction::lsq_method;
+  // Of the angle at microphone 1; NaN if another is in its place.
+  const double sine = signed_area(array.pos) / (array.baselines.d12 * array.baselines.d13);
+  constexpr double nearly_straight = 0.001;
+  const bool straight = !(std::fabs(sine) > nearly_straight);
+  if (fits && straight) {
+    const auto& [p1, p2, p3] = array.pos;
+    fail("Error: {}: no direction fits microphones in a line: {},{} {},{} {},{}\n", path, p1.x,
+         p1.y, p2.x, p2.y, p3.x, p3.y);
+  }
   if (check_shortest_side(path, array.baselines)) {
     return;
   }
-  // Of the angle at microphone 1.
-  const double sine = signed_area(array.pos) / (array.baselines.d12 * array.baselines.d13);
-  constexpr double nearly_straight = 0.001;
-  if (!(std::fabs(sine) > nearly_straight)) {
+  if (straight) {
     warn("WARNING: the microphones stand in a line: directions are ambiguous\n");
-  } else if (sine < 0) {
+  } else if (sine < 0 && !fits) {
     warn("WARNING: microphones 1, 2, 3 go clockwise: azimuths are turned by 180 degrees\n");
   }
 }

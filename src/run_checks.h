@@ -28,7 +28,8 @@ struct JoinedFile {
 /// by as much is not said again. joined: the files so far, at least one.
 void check_same_array(std::span<const JoinedFile> joined, const JoinedFile& next);
 
-/// Says what is unusual about an array. path: what it was read from.
+/// Says what is unusual about an array. path: what it was read from. Ends the program with status 1
+/// when the method of least squares is in force and has no solution.
 void check_array(const std::string& path, const ArrayGeometry& array);
 
 /// Says when sound may take longer across the longest side than the lags reach. path: of the first

@@ -7,8 +7,8 @@
 namespace tavrik {
 
 /// The methods that turn lags into a direction (src/direction.h). The words of --angle are "old",
-/// "new" and "weighted".
-enum class Direction { old_method, new_method, weighted_method };
+/// "new", "weighted" and "lsq".
+enum class Direction { old_method, new_method, weighted_method, lsq_method };
 
 /// What the viewer draws.
 enum class PlotKind { result, circular, circular_velocity };
@@ -58,6 +58,7 @@ struct Settings {
   bool partial = false;          ///< write the part file
   bool lltmp = false;            ///< write the lltmp file
   bool crn = false;              ///< write the crn file
+  bool csv = false;              ///< write the csv file
   int strip_path = 0;            ///< recorded only: saved pictures are always stripped
   bool negtime = false;          ///< files that straddle midnight start before it, not on its day
   bool logcaz = false;           ///< logarithmic mean bars in the histogram

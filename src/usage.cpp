@@ -44,6 +44,7 @@ constexpr std::string_view main_text = R"(Usage: {} file.ext [-options] [--long-
                    o(ld)      - original function
                    n(ew)      - manages other positions of microphones (Default)
                    w(eighted) - modified new
+                   l(sq)      - least squares, for any positions
  --acr            Calculate autocorrelation.
  --maxdelay=#     Number of crosscorrelation steps. (Default: {})
  --save-and-exit  Save complete plot in one .png.

@@ -289,6 +289,12 @@ TEST_F(analyse, looks_for_coordinates_beside_the_data) {
     EXPECT_THAT(said, StartsWith("Coord-file: far\n"));
     EXPECT_EQ(said.find("WARNING"), said.rfind("WARNING"));  // one array, one finding
   }
+  settings.secondary_direction = lsq_method;
+  settings.coord_file = write_triangle("far", "0.01 -99");
+  run(files);
+  EXPECT_EQ(status, 1);
+  EXPECT_THAT(
+      said, HasSubstr("Error: far: no direction fits microphones in a line: 0,0 0.01,-99 0,-80\n"));
 }
 
 // Files of 10 s at 8 Hz: 80 samples, exact in seconds.
@@ -484,21 +490,23 @@ TEST_F(analyse, gives_plane_waves_back_and_turns_those_of_clockwise_microphones)
         {.azimuth = azimuth, .velocity = velocity, .start = 5, .length = 60, .low = 2, .high = 6}};
     recording::write_coordinates(folder / "wave.coords", scene.microphones);
     recording::write_ko24(folder / "wave.ko24", recording::compute_recording(scene), 1);
-    for (const Direction method : {new_method, weighted_method, old_method}) {
+    for (const Direction method : {new_method, weighted_method, old_method, lsq_method}) {
       SCOPED_TRACE(testing::Message() << azimuth << " by " << static_cast<int>(method));
       settings.secondary_direction = method;
       const Records records = run({folder / "wave.ko24"});
       EXPECT_GE(records.size(), 20U);
+      const bool is_turned = clockwise && method != lsq_method;
       EXPECT_EQ(said.find("clockwise: azimuths are turned by 180 degrees\n") != said.npos,
-                clockwise);
-      const bool any_end = method != old_method && std::fmod(azimuth, 180) == 90;
+                is_turned);
+      const bool is_exact = method == lsq_method;
+      const bool any_end = !is_exact && method != old_method && std::fmod(azimuth, 180) == 90;
       const bool uneven = std::fmod(azimuth, 90) != 0 && std::fmod(azimuth, 180) != 45;
       for (const ResultRecord& record : records) {
-        const double turned = record.az - azimuth - (clockwise ? 180 : 0);
+        const double turned = record.az - azimuth - (is_turned ? 180 : 0);
         const double error = std::fabs(std::remainder(turned, 360));
         EXPECT_TRUE(error < 1.5 || (any_end && error > 178.5)) << record.az;
-        EXPECT_NEAR(record.vel2, stretch * velocity, 0.03 * velocity);
-        if (method == new_method && uneven) {
+        EXPECT_NEAR(record.vel2, is_exact ? velocity : stretch * velocity, 0.03 * velocity);
+        if (is_exact || (method == new_method && uneven)) {
           EXPECT_NEAR(record.vel, velocity, 0.03 * velocity);
         } else if (method == old_method && !clockwise) {
           EXPECT_NEAR(record.vel / (2 * std::numbers::pi / 18), velocity, 0.03 * velocity);

@@ -41,7 +41,8 @@ ResultRecord estimate(Direction method, Lags& lags, const std::array<double, 3>&
   record.cmax12 = cmax[0];
   record.cmax13 = cmax[1];
   record.cmax23 = cmax[2];
-  const tavrik::ArrayGeometry array = {pos, {0, 1, 2}, tavrik::compute_geometry(pos)};
+  const tavrik::ArrayGeometry array = {
+      pos, {0, 1, 2}, tavrik::compute_geometry(pos), tavrik::compute_fit(pos)};
   tavrik::angle_method(method)(record, lags, array, fs);
   return record;
 }
@@ -102,6 +103,67 @@ TEST(angle_methods, give_any_plane_wave_back) {
       }
     }
   }
+}
+
+// The fit needs no order of the microphones, knows every direction, and leaves the lags alone. Of
+// lags that do not close, a brute search finds no better slowness.
+TEST(angle_lsq, finds_the_slowness_that_fits_best) {
+  std::mt19937_64 generator(20120409);
+  std::uniform_real_distribution<double> place(-200, 200), error(-0.5, 0.5);
+  for (int round = 0; round < 2000; ++round) {
+    const Positions pos = {
+        {{place(generator), place(generator)}, {place(generator), place(generator)}, {0, 0}}};
+    if (std::fabs(tavrik::signed_area(pos)) < 500) {
+      continue;  // nearly a line
+    }
+    const double azimuth = round % 8 * 45;  // due east and west, too
+    const double velocity = 300 + std::fabs(place(generator));
+    Lags lags = plane_wave(pos, azimuth * pi / 180, velocity);
+    const Lags given = lags;
+    ResultRecord record = estimate(lsq_method, lags, {1, 1, 1}, pos);
+    EXPECT_EQ(lags, given);
+    ASSERT_LT(apart(record.az, azimuth), 1e-6);
+    ASSERT_NEAR(record.vel, velocity, 1e-6 * velocity);
+    ASSERT_TRUE(record.az >= 0 && record.az < 360);
+    for (double& lag : lags) {
+      lag += error(generator);
+    }
+    record = estimate(lsq_method, lags, {1, 1, 1}, pos);
+    const auto misfit = [&](double az, double vel) {
+      const Lags fitted = plane_wave(pos, az * pi / 180, vel);
+      return std::hypot(lags[0] - fitted[0], lags[1] - fitted[1], lags[2] - fitted[2]);
+    };
+    const double least = misfit(record.az, record.vel);
+    for (const double step : {-0.01, 0.01}) {
+      ASSERT_LT(least, misfit(record.az + 10 * step, record.vel));
+      ASSERT_LT(least, misfit(record.az, record.vel * (1 + step)));
+    }
+    EXPECT_NEAR(least, std::fabs(lags[0] + lags[2] - lags[1]) / std::sqrt(3), 1e-9);
+  }
+  Lags none = {0, 0, 0};
+  EXPECT_TRUE(std::isnan(estimate(lsq_method, none).az));
+}
+
+// The spread of many estimates is what a known variance of the lags leads to; c^2/3 estimates that.
+TEST(uncertainty, is_the_spread_of_estimates) {
+  const Positions pos = {{{0, 0}, {-40, 90}, {-110, -20}}};
+  std::mt19937_64 generator(1);
+  std::normal_distribution<double> error(0, 0.02);
+  double az_squares = 0, vel_squares = 0, az_variance = 0, vel_variance = 0;
+  for (int round = 0; round < 20000; ++round) {
+    Lags lags = plane_wave(pos, 1, 340);
+    for (double& lag : lags) {
+      lag += error(generator);
+    }
+    const auto sd = tavrik::uncertainty(lags, tavrik::compute_fit(pos), fs);
+    const ResultRecord record = estimate(lsq_method, lags, {1, 1, 1}, pos);
+    az_squares += std::pow(record.az - 180 / pi, 2);
+    vel_squares += std::pow(record.vel - 340, 2);
+    az_variance += sd.azimuth * sd.azimuth;
+    vel_variance += sd.velocity * sd.velocity;
+  }
+  EXPECT_NEAR(az_variance / az_squares, 1, 0.05);
+  EXPECT_NEAR(vel_variance / vel_squares, 1, 0.05);
 }
 
 TEST(angle_methods, replace_lags_of_zero) {

@@ -58,12 +58,12 @@ std::string describe_settings() {
       &S::lsq_plot, "hist_size", &S::hist_size, "maxdelay", &S::maxdelay, "maxdelay_auto",
       &S::maxdelay_auto, "center_time", &S::center_time, "join", &S::join, "comment", &S::comment,
       "comment_text", &S::comment_text, "partial", &S::partial, "lltmp", &S::lltmp, "crn", &S::crn,
-      "strip_path", &S::strip_path, "negtime", &S::negtime, "logcaz", &S::logcaz, "plotcaz",
-      &S::plotcaz, "kodebug", &S::kodebug, "normalize", &S::normalize, "compact", &S::compact,
-      "title", &S::title, "external", &S::external, "coord_file", &S::coord_file, "coord_loaded",
-      &S::coord_loaded, "range_set", &S::range_set, "range_forced", &S::range_forced, "range_t0",
-      &S::range_t0, "range_t1", &S::range_t1, "primary_direction", &S::primary_direction,
-      "secondary_direction", &S::secondary_direction);
+      "csv", &S::csv, "strip_path", &S::strip_path, "negtime", &S::negtime, "logcaz", &S::logcaz,
+      "plotcaz", &S::plotcaz, "kodebug", &S::kodebug, "normalize", &S::normalize, "compact",
+      &S::compact, "title", &S::title, "external", &S::external, "coord_file", &S::coord_file,
+      "coord_loaded", &S::coord_loaded, "range_set", &S::range_set, "range_forced",
+      &S::range_forced, "range_t0", &S::range_t0, "range_t1", &S::range_t1, "primary_direction",
+      &S::primary_direction, "secondary_direction", &S::secondary_direction);
   if (tavrik::settings.nan_handler == tavrik::keep_nan) {
     seen.nan_handler = tavrik::keep_nan;
     text += " nan_handler=keep_nan";

@@ -152,6 +152,9 @@ void write_series(ResultStream& stream, std::span<const double> values) {
 }
 
 void flush_result(ResultStream& stream) {
+  if (!stream.is_open()) {
+    return;
+  }
   const std::string_view waiting(stream.buffer.data(), stream.used);
   write_lines(stream, waiting.rfind('\n') + 1);
 }

@@ -20,7 +20,8 @@ constexpr std::size_t lanes = 4;
 
 /// The channels of one sample, and a zero.
 typedef double Frame __attribute__((vector_size(lanes * sizeof(double)), aligned(8), may_alias));
-typedef std::int64_t FrameBits __attribute__((vector_size(lanes * sizeof(double))));
+typedef std::int64_t FrameBits
+    __attribute__((vector_size(lanes * sizeof(double)), aligned(8), may_alias));
 
 TAVRIK_INLINE const Frame& frame_at(const double* frames, std::size_t i) {
   return *reinterpret_cast<const Frame*>(frames + lanes * i);

@@ -9,6 +9,7 @@
 #include "src/window_kernel.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace tavrik {
 
@@ -19,12 +20,12 @@ namespace {
 constexpr std::size_t lanes = 4;
 
 /// The channels of one sample, and a zero.
-typedef double Frame __attribute__((vector_size(lanes * sizeof(double)), aligned(8), may_alias));
-typedef std::int64_t FrameBits
-    __attribute__((vector_size(lanes * sizeof(double)), aligned(8), may_alias));
+typedef double Frame __attribute__((vector_size(lanes * sizeof(double))));
+typedef std::int64_t FrameBits __attribute__((vector_size(lanes * sizeof(double))));
 
-TAVRIK_INLINE const Frame& frame_at(const double* frames, std::size_t i) {
-  return *reinterpret_cast<const Frame*>(frames + lanes * i);
+/// Loads the frame of a sample, which need not be aligned.
+TAVRIK_INLINE void load_frame(const double* frames, std::size_t i, Frame& frame) {
+  std::memcpy(&frame, frames + lanes * i, sizeof frame);
 }
 
 TAVRIK_INLINE PerChannel to_channels(const Frame& frame) {
@@ -53,7 +54,8 @@ TAVRIK_INLINE FrameSums sum(const Frames& frames) {
   const std::size_t n = frames.size() / lanes;
 #pragma GCC unroll 4
   for (std::size_t i = 0; i < n; ++i) {
-    const Frame frame = frame_at(in, i);
+    Frame frame;
+    load_frame(in, i, frame);
     plain += frame;
     absolute += reinterpret_cast<Frame>(reinterpret_cast<FrameBits>(frame) & magnitude);
   }
@@ -67,7 +69,9 @@ TAVRIK_INLINE PerChannel sum_squares(const Frames& frames, const PerChannel& mea
   const std::size_t n = frames.size() / lanes;
 #pragma GCC unroll 4
   for (std::size_t i = 0; i < n; ++i) {
-    const Frame deviation = frame_at(in, i) - means;
+    Frame frame;
+    load_frame(in, i, frame);
+    const Frame deviation = frame - means;
     sum += deviation * deviation;
   }
   return to_channels(sum);
@@ -82,8 +86,10 @@ TAVRIK_INLINE PerChannel normalise(Frames& frames, const PerChannel& mean,
   const std::size_t n = frames.size() / lanes;
 #pragma GCC unroll 4
   for (std::size_t i = 0; i < n; ++i) {
-    const Frame value = (frame_at(inout, i) - means) / scales;
-    *reinterpret_cast<Frame*>(inout + lanes * i) = value;
+    Frame value;
+    load_frame(inout, i, value);
+    value = (value - means) / scales;
+    std::memcpy(inout + lanes * i, &value, sizeof value);
     sum += value;
   }
   return to_channels(sum);

@@ -11,7 +11,7 @@
 #include "graphics/mode.h"
 
 #include "src/console.h"
-#include "src/result_stream.h"
+#include "src/run_files.h"
 #include "src/settings.h"
 
 namespace tavrik {

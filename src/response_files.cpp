@@ -17,22 +17,16 @@
 #include "korla/bytes.h"
 
 #include "src/console.h"
+#include "src/run_files.h"
 
 namespace tavrik {
 
 namespace {
 
-/// What tells a file from all others.
-using Identity = std::pair<dev_t, ino_t>;
-
-Identity identity(const KorLa::FileStatus& status) {
-  return {status.st_dev, status.st_ino};
-}
-
 /// A file that is being expanded: its text as far as it is not yet taken.
 struct Source {
   std::string path;
-  Identity identity;
+  FileIdentity identity;
   std::string text;
   std::size_t next = 0;
 };
@@ -107,8 +101,8 @@ class Expansion {
   void begin(const std::string& path, std::FILE* file, const KorLa::FileStatus& status);
   void end();
 
-  std::vector<Source> sources_;  ///< outermost first
-  std::set<Identity> active_;    ///< of the sources
+  std::vector<Source> sources_;    ///< outermost first
+  std::set<FileIdentity> active_;  ///< of the sources
   std::size_t n_bytes_ = 0;
   std::size_t n_lines_ = 0;  ///< of files that became arguments
 };

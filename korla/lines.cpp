@@ -37,60 +37,40 @@ bool LineReader::fill() {
   return count > 0;
 }
 
-/// The place of the next line end; null where the file ends before, or the line is too long. Then
-/// what is left of the line lies in the buffer.
-const char* LineReader::find_end() {
-  std::size_t scanned = 0;  // bytes of the line that are known to hold no line end
-  for (;;) {
-    const char* start = buffer_.get() + begin_;
-    const std::size_t left = end_ - begin_ - scanned;
-    const auto* stop = static_cast<const char*>(std::memchr(start + scanned, '\n', left));
-    if (stop != nullptr || end_ - begin_ > longest) {
-      return stop;
-    }
-    scanned += left;
+/// Reads until there is a line end, and takes the line; or what there is of one that the file's end
+/// cuts off, or that is too long.
+LineReader::Found LineReader::read_on(std::string_view& line) {
+  while (end_ - begin_ <= longest) {
+    const std::size_t scanned = end_ - begin_;  // bytes that are known to hold no line end
     if (!fill()) {
-      return nullptr;
+      break;
+    }
+    const char* start = buffer_.get() + begin_ + scanned;
+    const void* stop = std::memchr(start, '\n', end_ - begin_ - scanned);
+    if (stop != nullptr) {
+      return take(static_cast<const char*>(stop), line);
     }
   }
+  had_end_ = false;
+  if (begin_ == end_) {
+    return Found::end;
+  }
+  buffer_[end_] = '\n';
+  return take(buffer_.get() + end_, line);
 }
 
-LineReader::Found LineReader::next(std::string_view& line) {
-  const char* stop = find_end();
-  const char* start = buffer_.get() + begin_;
-  had_end_ = stop != nullptr;
-  if (!had_end_) {
-    if (begin_ == end_) {
-      return Found::end;
-    }
-    stop = buffer_.get() + end_;
-    buffer_[end_] = '\n';
-  }
-  auto length = static_cast<std::size_t>(stop - start);
-  ++number_;
-  if (length > longest) {
-    return Found::too_long;
-  }
-  begin_ += length + (had_end_ ? 1 : 0);
-  if (length > 0 && start[length - 1] == '\r') {
-    --length;
-  }
-  line = std::string_view(start, length);
-  return Found::line;
-}
-
-LineReader::Found LineReader::next_data(std::string_view& line, bool& marked) {
-  for (;;) {
-    const Found found = next(line);
-    if (found != Found::line) {
-      return found;
-    }
+/// Passes over the line that was found, and those after it, until one holds data.
+LineReader::Found LineReader::pass_over(std::string_view& line, bool& marked) {
+  Found found = Found::line;
+  while (found == Found::line) {
     if (line.starts_with('!')) {
       marked = true;
     } else if (skip_blanks(line.data()) < line.data() + line.size()) {
       return found;
     }
+    found = next(line);
   }
+  return found;
 }
 
 }  // namespace KorLa

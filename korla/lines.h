@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,11 +26,19 @@ class LineReader {
 
   /// Takes the next line, without CR LF or LF. The last one need not have an end. Throws
   /// std::runtime_error where the file can't be read.
-  Found next(std::string_view& line);
+  Found next(std::string_view& line) {
+    const void* stop = std::memchr(buffer_.get() + begin_, '\n', end_ - begin_);
+    had_end_ = true;
+    return stop != nullptr ? take(static_cast<const char*>(stop), line) : read_on(line);
+  }
 
   /// As `next`, but passes over blank lines, and over those that begin with "!", which stand for a
   /// gap in the data: `marked` becomes true for one of these and is left alone otherwise.
-  Found next_data(std::string_view& line, bool& marked);
+  Found next_data(std::string_view& line, bool& marked) {
+    const Found found = next(line);
+    // Blanks come before "!", and a line end follows an empty line.
+    return found == Found::line && *line.data() <= '!' ? pass_over(line, marked) : found;
+  }
 
   /// Number of the line found last, from 1.
   std::size_t number() const { return number_; }
@@ -39,7 +48,24 @@ class LineReader {
 
  private:
   bool fill();
-  const char* find_end();
+  Found read_on(std::string_view& line);
+  Found pass_over(std::string_view& line, bool& marked);
+
+  /// Takes the line that ends at `stop`.
+  Found take(const char* stop, std::string_view& line) {
+    const char* start = buffer_.get() + begin_;
+    auto length = static_cast<std::size_t>(stop - start);
+    ++number_;
+    if (length > longest) {
+      return Found::too_long;
+    }
+    begin_ += length + (had_end_ ? 1 : 0);
+    if (length > 0 && start[length - 1] == '\r') {
+      --length;
+    }
+    line = std::string_view(start, length);
+    return Found::line;
+  }
 
   std::FILE* file_;
   std::string path_;

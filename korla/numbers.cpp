@@ -67,6 +67,55 @@ inline const char* take_digits(const char* place, Digits& digits) {
   return found < 8 ? place + found : skip_digits(place + 8);
 }
 
+/// A number with a point.
+struct Decimal {
+  Digits digits;              ///< before the point and after it
+  unsigned n_decimals = 0;    ///< of these after it
+  const char* end = nullptr;  ///< null: there is no such number
+};
+
+/// Takes a number that has digits on both sides of its point.
+Decimal take_decimal(const char* place) {
+  Decimal found;
+  const char* point = take_digits(place, found.digits);
+  const unsigned n_whole = found.digits.count;
+  if (point == place || *point != '.' || found.digits.cut) {
+    return found;
+  }
+  const char* end = take_digits(point + 1, found.digits);
+  found.n_decimals = found.digits.count - n_whole;
+  found.end = end == point + 1 ? nullptr : end;
+  return found;
+}
+
+/// Takes a number as a clock of seconds gives it, written with all the digits that it has: up to
+/// seven before the point, at least eight after it, and where they are more than sixteen, so many
+/// in all that some are cut. Three groups of up to eight digits, and no loop over them.
+inline Decimal take_usual_decimal(const char* place) {
+  const std::uint64_t whole = digit_values(load_eight(place));
+  const unsigned n_whole = count_digits(find_others(whole));
+  const char* point = place + n_whole;
+  const std::uint64_t upper = digit_values(load_eight(point + 1));
+  if (n_whole == 0 || n_whole == 8 || *point != '.' || find_others(upper) != 0) {
+    return {};
+  }
+  const std::uint64_t lower = digit_values(load_eight(point + 9));
+  const unsigned n_lower = count_digits(find_others(lower));
+  const unsigned taken = std::min(n_lower, most_digits - 8 - n_whole);
+  if (n_lower == 8 && taken == 8) {
+    return {};
+  }
+  const unsigned half_shift = 32 - 4 * taken;  // in halves, since 64 bits are too many for one
+  const std::uint64_t first = combine_digits(whole << (64 - 8 * n_whole));
+  const std::uint64_t middle = combine_digits(upper);
+  const std::uint64_t last = combine_digits(lower << half_shift << half_shift);
+  const std::uint64_t number = (first * powers_of_ten[8] + middle) * powers_of_ten[taken] + last;
+  const char* end = point + 9 + n_lower;
+  return {.digits = {number, n_whole + 8 + taken, taken < n_lower},
+          .n_decimals = 8 + taken,
+          .end = n_lower < 8 ? end : skip_digits(end)};
+}
+
 /// One over a power of ten: a 64-bit number whose highest bit is set, rounded down, and the
 /// exponent of two by which it is to be multiplied.
 struct Reciprocal {
@@ -89,7 +138,7 @@ constexpr std::array<Reciprocal, most_digits + 1> reciprocals = [] {
 /// half that what is missing from the quotient decides: of a number of nineteen digits, those after
 /// it add less than 19; both roundings down, of the reciprocal and of the product, took less than
 /// 1, or 2 after the shift.
-bool divide(const Digits& digits, unsigned power, double& value) {
+inline bool divide(const Digits& digits, unsigned power, double& value) {
   constexpr std::uint64_t half = 1U << 10U;
   constexpr std::uint64_t most_added = 19 + 2 + 2;
   if (digits.number == 0 || (digits.cut && digits.number < powers_of_ten[most_digits - 1])) {
@@ -111,6 +160,21 @@ bool divide(const Digits& digits, unsigned power, double& value) {
   const int exponent = 64 + 11 + reciprocal.exponent - shift - more;
   value =
       std::bit_cast<double>(rounded + (static_cast<std::uint64_t>(1023 + 51 + exponent) << 52U));
+  return true;
+}
+
+/// `read_decimal` for what `take_usual_decimal` does not take. Kept apart, as it would have the
+/// usual numbers save its registers.
+[[gnu::noinline]] bool read_unusual_decimal(const char*& next, double& value) {
+  const char* place = skip_blanks(next);
+  const bool minus = *place == '-';
+  const Decimal found = take_decimal(place + (minus ? 1 : 0));
+  double size = 0;
+  if (found.end == nullptr || *found.end > ' ' || !divide(found.digits, found.n_decimals, size)) {
+    return false;
+  }
+  value = minus ? -size : size;
+  next = found.end;
   return true;
 }
 
@@ -145,22 +209,13 @@ bool read_any_whole(const char*& next, std::int32_t& value) {
 }
 
 bool read_decimal(const char*& next, double& value) {
-  const char* place = skip_blanks(next);
-  const bool minus = *place == '-';
-  place += minus ? 1 : 0;
-  Digits digits;
-  const char* point = take_digits(place, digits);
-  const unsigned n_whole = digits.count;
-  if (point == place || *point != '.' || digits.cut) {
-    return false;
-  }
-  const char* end = take_digits(point + 1, digits);
+  const Decimal found = take_usual_decimal(next);
   double size = 0;
-  if (end == point + 1 || *end > ' ' || !divide(digits, digits.count - n_whole, size)) {
-    return false;
+  if (found.end == nullptr || *found.end > ' ' || !divide(found.digits, found.n_decimals, size)) {
+    return read_unusual_decimal(next, value);
   }
-  value = minus ? -size : size;
-  next = end;
+  value = size;
+  next = found.end;
   return true;
 }
 

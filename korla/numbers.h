@@ -53,18 +53,18 @@ inline bool read_short_whole(const char*& next, std::int32_t& value) {
   // where the digits end; that all of them are digits is looked at below. The first character is
   // not asked, so that the next number's place does not wait for this one's sign.
   const std::uint64_t ends = values & 0x1010101010101000U;
-  const auto end = static_cast<std::uint64_t>(std::countr_zero(ends));
+  const auto end = static_cast<unsigned>(std::countr_zero(ends));
   const std::uint64_t count = end / 8;
   constexpr std::uint64_t minus = '-' ^ '0';
-  const std::uint64_t sign = (values & 0xFFU) == minus ? 1 : 0;
-  values ^= sign * minus;  // "-5" as "05"
+  const std::uint64_t negative = (values & 0xFFU) == minus ? ~std::uint64_t{0} : 0;  // all bits
+  values ^= negative & minus;                                                        // "-5" as "05"
   // The shift, by 64 less 8 for each digit, drops what follows them and puts zeros in front.
   values <<= (4 - end) % 64U;
-  if (ends == 0 || count == sign || find_others(values) != 0) {
+  const bool only_sign = count + negative == 0;
+  if (ends == 0 || only_sign || find_others(values) != 0) {
     return false;
   }
-  const auto size = static_cast<std::int32_t>(combine_digits(values));
-  value = sign != 0 ? -size : size;
+  value = static_cast<std::int32_t>((combine_digits(values) ^ negative) - negative);
   next += count;
   return true;
 }

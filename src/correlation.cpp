@@ -3,7 +3,9 @@
 #include "src/correlation.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "src/window_kernel.h"
@@ -16,10 +18,12 @@ namespace {
 /// No tolerance is needed, nor would one do: `divide_by_peak` makes the highest value exactly 1.0,
 /// and another that is only close to it is no peak.
 std::size_t find_peak(std::span<const double> series) {
+  // Compared as bits, which leaves out the question whether a value is a NaN.
+  constexpr auto one = std::bit_cast<std::uint64_t>(1.0);
   std::size_t next = series.size();
   while (next > 0) {
     --next;
-    if (series[next] == 1.0) {  // never true for a NaN
+    if (std::bit_cast<std::uint64_t>(series[next]) == one) {
       return next;
     }
   }

@@ -218,7 +218,8 @@ KorLa::SeriesHeader ko24_header(const Recording& recording, int version) {
   header.station = recording.station;
   header.header_size = version == 2 ? 40 : 32;  // version 1 leaves its four bytes out
   double seconds = std::floor(recording.start);
-  double nanoseconds = std::round((recording.start - seconds) * 1e9);
+  // A double has no more than microseconds.
+  double nanoseconds = std::round((recording.start - seconds) * 1e6) * 1e3;
   if (nanoseconds >= 1e9) {
     seconds += 1.0;
     nanoseconds = 0.0;
@@ -304,7 +305,7 @@ void write_file(const std::string& path, std::string_view bytes) {
   }
 }
 
-void write_ko24(const std::string& path, const Recording& recording, int version) {
+std::string compose_ko24(const std::string& path, const Recording& recording, int version) {
   constexpr std::size_t bare_header = 32;
   constexpr std::array<std::size_t, 3> extension = {0, 4, 8};  // bytes more, by version
   check_ko24(path, recording, version);
@@ -327,18 +328,27 @@ void write_ko24(const std::string& path, const Recording& recording, int version
       append_bytes(bytes, channel[i]);
     }
   }
-  write_file(path, bytes);
+  return bytes;
 }
 
-void write_coordinates(const std::string& path, const Positions& microphones,
-                       const std::array<int, 3>& channel_order) {
+void write_ko24(const std::string& path, const Recording& recording, int version) {
+  write_file(path, compose_ko24(path, recording, version));
+}
+
+std::string compose_coordinates(const Positions& microphones,
+                                const std::array<int, 3>& channel_order) {
   std::string text =
       fmt::format("VQS-FILE\n{} {} {}\n", channel_order[0], channel_order[1], channel_order[2]);
   for (const int channel : channel_order) {
     const Position& position = microphones.at(static_cast<std::size_t>(channel - 1));
     text += fmt::format("{} {}\n", position.x, position.y);
   }
-  write_file(path, text);
+  return text;
+}
+
+void write_coordinates(const std::string& path, const Positions& microphones,
+                       const std::array<int, 3>& channel_order) {
+  write_file(path, compose_coordinates(microphones, channel_order));
 }
 
 }  // namespace recording

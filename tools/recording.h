@@ -75,13 +75,22 @@ std::vector<PlaneWave> demo_waves();
 /// Writes a file. Throws std::runtime_error, which names it, when it can't be written whole.
 void write_file(const std::string& path, std::string_view bytes);
 
-/// Writes a ko24 file of version 0, 1 or 2. All channels are of one length.
-/// Throws std::runtime_error, which names the file, when it can't be written whole or when the
-/// format has no room for the recording's start (1970 to 2106), its channels or the version.
+/// The bytes of a ko24 file of version 0, 1 or 2. All channels are of one length. path: the file's
+/// name, for errors.
+/// Throws std::runtime_error when the format has no room for the recording's start (1970 to 2106),
+/// its channels or the version.
+std::string compose_ko24(const std::string& path, const Recording& recording, int version);
+
+/// Writes a file of `compose_ko24`. Throws what that throws, and std::runtime_error, which names
+/// the file, when it can't be written whole.
 void write_ko24(const std::string& path, const Recording& recording, int version);
 
-/// Writes a coordinate file: the channel numbers, from 1, and below them the position of the
-/// microphone on each of those channels. Throws std::runtime_error, which names the file.
+/// The text of a coordinate file: the channel numbers, from 1, and below them the position of the
+/// microphone on each of those channels.
+std::string compose_coordinates(const Positions& microphones,
+                                const std::array<int, 3>& channel_order = {1, 2, 3});
+
+/// Writes a file of `compose_coordinates`. Throws std::runtime_error, which names the file.
 void write_coordinates(const std::string& path, const Positions& microphones,
                        const std::array<int, 3>& channel_order = {1, 2, 3});
 

@@ -1,0 +1,83 @@
+// Drafts of several files.
+
+#include "tools/whole_files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <stdexcept>
+#include <string_view>
+#include <unistd.h>
+
+#include "src/output_file.h"
+
+namespace traces {
+
+namespace {
+
+/// Drafts that vanish unless they get their names.
+class Drafts {
+ public:
+  Drafts() = default;
+  Drafts(const Drafts&) = delete;
+  Drafts& operator=(const Drafts&) = delete;
+
+  ~Drafts() {
+    for (tavrik::OutputFile& file : files_) {
+      if (file.is_open()) {
+        tavrik::abandon_output(file, 0);
+      }
+    }
+  }
+
+  void add(const WholeFile& file) {
+    files_.push_back(tavrik::open_output({.path = file.path, .data_path = file.path}));
+    if (!files_.back().is_open()) {
+      throw std::runtime_error(file.path + ": it can't be written");
+    }
+    write_all(file.path, file.bytes);
+  }
+
+  void finish() {
+    for (tavrik::OutputFile& file : files_) {
+      if (!tavrik::finish_output(file)) {
+        throw std::runtime_error(file.result.path + ": it did not get its name");
+      }
+    }
+  }
+
+ private:
+  void write_all(const std::string& path, std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t count = write(files_.back().descriptor, bytes.data(), bytes.size());
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
+      if (count <= 0) {
+        throw std::runtime_error(fmt::format("{}: {}", path, std::strerror(errno)));
+      }
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+
+  std::vector<tavrik::OutputFile> files_;
+};
+
+}  // namespace
+
+void write_whole_files(const std::vector<WholeFile>& files,
+                       const std::vector<std::string>& inputs) {
+  for (const std::string& input : inputs) {
+    tavrik::protect_input(input);
+  }
+  Drafts drafts;
+  for (const WholeFile& file : files) {
+    if (tavrik::is_protected(file.path)) {
+      throw std::runtime_error(file.path + ": it is an input, and stays as it is");
+    }
+    drafts.add(file);
+  }
+  drafts.finish();
+}
+
+}  // namespace traces

@@ -12,10 +12,10 @@ namespace traces {
 
 /// What to convert, and how.
 struct Conversion {
-  std::vector<std::string> inputs;             ///< miniSEED and SAC files
-  std::string output;                          ///< the ko24 file
-  std::vector<std::string> channels;           ///< three names; none: see `choose_channels`
-  std::string stations;                        ///< a table with places; none: those of SAC headers
+  std::vector<std::string> inputs = {};        ///< miniSEED and SAC files
+  std::string output = {};                     ///< the ko24 file
+  std::vector<std::string> channels = {};      ///< three names; none: see `choose_channels`
+  std::string stations = {};                   ///< a table with places; none: those of SAC headers
   bool split_at_gaps = false;                  ///< a file for each part; else gaps are refused
   std::optional<double> scale = std::nullopt;  ///< counts for 1 of the files' unit
   std::uint8_t station = KorLa::unknown_station;

@@ -33,11 +33,11 @@ struct Place {
 
 /// Samples of one channel without a gap.
 struct Trace {
-  Name name;
-  std::string file;             ///< where it comes from
-  std::int64_t start = 0;       ///< of the first sample, microseconds since 1970 UTC
-  double frequency = 0.0;       ///< Hz, above 0
-  std::vector<double> samples;  ///< finite, at least one
+  Name name = {};
+  std::string file = {};             ///< where it comes from
+  std::int64_t start = 0;            ///< of the first sample, microseconds since 1970 UTC
+  double frequency = 0.0;            ///< Hz, above 0
+  std::vector<double> samples = {};  ///< finite, at least one
   std::optional<Place> place = std::nullopt;
 };
 

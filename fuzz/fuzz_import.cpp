@@ -1,0 +1,17 @@
+// miniSEED and SAC files.
+
+#include "fuzz/harness.h"
+#include "tools/merge_traces.h"
+#include "tools/trace_file.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  return fuzz::survive([data, size] {
+    const auto all = traces::read_traces("input", {reinterpret_cast<const char*>(data), size});
+    for (const traces::Trace& trace : all) {
+      traces::require_sound(trace);
+      if (traces::merge_channel(all, trace.name).pieces.empty()) {
+        std::abort();
+      }
+    }
+  });
+}

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "korla/messages.h"
 #include "tools/channel_names.h"
 #include "tools/common_time.h"
 #include "tools/counts.h"
@@ -78,7 +79,7 @@ void number_counter_clockwise(Array& array) {
 }
 
 Array build_array(const Conversion& conversion) {
-  const std::vector<Trace> traces = read_all(conversion.inputs);
+  std::vector<Trace> traces = read_all(conversion.inputs);
   Array array;
   array.names = choose_channels(traces, conversion.channels);
   for (std::size_t c = 0; c < array.names.size(); ++c) {
@@ -153,8 +154,8 @@ std::string describe_scale(double scale) {
 }
 
 std::string describe(const std::string& path, const Span& span) {
-  std::string text = fmt::format("{}: {} samples of {} Hz from {}\n", path, span.count,
-                                 span.pieces[0]->frequency, time_text(start_of(span)));
+  std::string text = KorLa::compose("{}: {} samples of {} Hz from {}\n", path, span.count,
+                                    span.pieces[0]->frequency, time_text(start_of(span)));
   for (std::size_t c = 1; c < span.pieces.size(); ++c) {
     // Less than this is the clock's and the header's rounding.
     if (std::fabs(span.shift.at(c)) > 0.001) {
@@ -176,7 +177,7 @@ std::string convert(const Conversion& conversion) {
   if (spans.size() > 1 && !conversion.split_at_gaps) {
     refuse_gap(spans[0], spans[1]);
   }
-  const double scale = conversion.scale.value_or(choose_scale(spans));
+  const double scale = conversion.scale ? *conversion.scale : choose_scale(spans);
   std::string report = describe(array) + describe_scale(scale);
   std::vector<WholeFile> files;
   for (std::size_t i = 0; i < spans.size(); ++i) {

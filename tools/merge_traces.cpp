@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
-#include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace traces {
 
@@ -54,9 +54,9 @@ bool touches(const Trace& piece, const Trace& next) {
   return std::round(samples_until(piece, next.start)) <= static_cast<double>(piece.samples.size());
 }
 
-std::vector<const Trace*> in_order_of_time(const std::vector<Trace>& traces, const Name& name) {
-  std::vector<const Trace*> sorted;
-  for (const Trace& trace : traces) {
+std::vector<Trace*> in_order_of_time(std::vector<Trace>& traces, const Name& name) {
+  std::vector<Trace*> sorted;
+  for (Trace& trace : traces) {
     if (trace.name == name) {
       sorted.push_back(&trace);
     }
@@ -67,10 +67,10 @@ std::vector<const Trace*> in_order_of_time(const std::vector<Trace>& traces, con
 
 }  // namespace
 
-Channel merge_channel(const std::vector<Trace>& traces, const Name& name) {
+Channel merge_channel(std::vector<Trace>& traces, const Name& name) {
   Channel channel;
   std::vector<Trace>& pieces = channel.pieces;
-  for (const Trace* trace : in_order_of_time(traces, name)) {
+  for (Trace* trace : in_order_of_time(traces, name)) {
     if (!channel.place) {
       channel.place = trace->place;
     } else if (trace->place && trace->place != channel.place) {
@@ -82,7 +82,7 @@ Channel merge_channel(const std::vector<Trace>& traces, const Name& name) {
     if (!pieces.empty() && touches(pieces.back(), *trace)) {
       extend(pieces.back(), *trace);
     } else {
-      pieces.push_back(*trace);
+      pieces.push_back(std::move(*trace));
     }
   }
   return channel;

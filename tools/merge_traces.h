@@ -14,9 +14,9 @@ struct Channel {
   std::optional<Place> place = std::nullopt;
 };
 
-/// Joins all traces of a channel. What overlaps and agrees is there once. Throws
-/// std::runtime_error, which names a file, where there is more than one frequency or place, and
-/// where samples of one time differ or lie more than `largest_shift` beside one another.
-Channel merge_channel(const std::vector<Trace>& traces, const Name& name);
+/// Joins all traces of a channel, whose samples it takes. What overlaps and agrees is there once.
+/// Throws std::runtime_error, which names a file, where there is more than one frequency or place,
+/// and where samples of one time differ or lie more than `largest_shift` beside one another.
+Channel merge_channel(std::vector<Trace>& traces, const Name& name);
 
 }  // namespace traces

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cctype>
 #include <cmath>
+#include <cstdlib>
 #include <fmt/format.h>
 #include <libmseed.h>
 #include <map>
@@ -45,6 +46,7 @@ void prepare_library() {
   MS_UNPACKDATABYTEORDER(-1);
   MS_UNPACKENCODINGFORMAT(-1);
   MS_UNPACKENCODINGFALLBACK(-1);
+  unsetenv("DECODE_DEBUG");  // its trace would pass for complaints
   ms_loginit(keep_message, nullptr, keep_message, nullptr);
 }
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "korla/calendar.h"
+#include "korla/messages.h"
 
 namespace traces {
 
@@ -18,7 +19,7 @@ constexpr std::int64_t second = 1000000;
 }  // namespace
 
 std::string text_of(const Name& name) {
-  return fmt::format("{}.{}.{}.{}", name.network, name.station, name.location, name.channel);
+  return KorLa::compose("{}.{}.{}.{}", name.network, name.station, name.location, name.channel);
 }
 
 void require_sound(const Trace& trace) {

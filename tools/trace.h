@@ -20,7 +20,7 @@ struct Name {
   auto operator<=>(const Name&) const = default;
 };
 
-/// "NET.STA.LOC.CHA".
+/// "NET.STA.LOC.CHA", as messages may show it.
 std::string text_of(const Name& name);
 
 /// A place on the earth by WGS84, degrees: north and east are above 0.

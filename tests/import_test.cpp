@@ -209,6 +209,7 @@ TEST(import, chooses_channels_by_their_names) {
   expect(all, {"S5", "S4", "S2.BDF"}, "no channel S5 among XX.S1..BDF XX.S2..BDF");
   expect(all, {"BDF", "S4", "S2.BDF"}, "no channel BDF");
   expect(all, {}, "choose three with --channels, there are XX.S1..BDF");
+  expect({all[1], all[2], all[0], all[6]}, {}, "choose three with --channels");
   expect({all[0], all[1], all[1], all[2]}, {}, "XX.S1..BDF XX.S2..BDF XX.S2..BHZ ");
   expect({all[5], all[6], all[0], all[1], all[2]}, {}, "YY.S1..HDF XX.S4..BDF XX.S1..BDF ");
 }
@@ -260,6 +261,12 @@ TEST(import, leads_to_the_direction_of_a_wave) {
     std::sort(azimuths.begin(), azimuths.end());
     EXPECT_NEAR(azimuths.at(azimuths.size() / 2), 60, 3);
   }
+}
+
+TEST(import, tells_what_it_is) {
+  const TemporaryFolder folder;
+  EXPECT_THAT(run_import(folder, "--help").output, HasSubstr("Usage: import_recording [options]"));
+  EXPECT_THAT(run_import(folder, "--version").output, HasSubstr("import_recording v"));
 }
 
 class refused_import : public testing::Test {

@@ -34,8 +34,8 @@ Name find_channel(const std::vector<Name>& names, const std::string& wanted) {
 }
 
 ThreeNames find_channels(const std::vector<Name>& names, const std::vector<std::string>& wanted) {
-  const ThreeNames found = {find_channel(names, wanted[0]), find_channel(names, wanted[1]),
-                            find_channel(names, wanted[2])};
+  ThreeNames found = {find_channel(names, wanted[0]), find_channel(names, wanted[1]),
+                      find_channel(names, wanted[2])};
   if (found[0] == found[1] || found[0] == found[2] || found[1] == found[2]) {
     throw std::runtime_error("--channels: the same channel twice");
   }
@@ -48,15 +48,14 @@ bool are_of_one_station(const Name& a, const Name& b) {
 
 /// The channels of the first three stations, or of all if they are fewer.
 std::vector<Name> of_first_stations(const std::vector<Name>& names) {
+  std::vector<Name> stations;  // one channel of each
   std::vector<Name> found;
-  std::vector<Name> stations;
   for (const Name& name : names) {
-    const bool known = std::ranges::any_of(
-        stations, [&name](const Name& station) { return are_of_one_station(station, name); });
-    if (!known && stations.size() < 3) {
+    const auto is_its = [&name](const Name& other) { return are_of_one_station(other, name); };
+    if (std::ranges::none_of(stations, is_its) && stations.size() < 3) {
       stations.push_back(name);
     }
-    if (known || stations.size() > found.size()) {
+    if (std::ranges::any_of(stations, is_its)) {
       found.push_back(name);
     }
   }

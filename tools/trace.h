@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace traces {
@@ -17,7 +18,11 @@ struct Name {
   std::string channel;
 
   bool operator==(const Name&) const = default;
-  auto operator<=>(const Name&) const = default;
+
+  bool operator<(const Name& other) const {
+    return std::tie(network, station, location, channel) <
+           std::tie(other.network, other.station, other.location, other.channel);
+  }
 };
 
 /// "NET.STA.LOC.CHA", as messages may show it.

@@ -33,26 +33,26 @@ class SacComposer {
 
   template <class Number>
   void add(Number number) {
-    std::string bytes(reinterpret_cast<const char*>(&number), sizeof number);
+    std::string number_bytes(reinterpret_cast<const char*>(&number), sizeof number);
     if (big_endian_) {
-      std::reverse(bytes.begin(), bytes.end());
+      std::reverse(number_bytes.begin(), number_bytes.end());
     }
-    bytes_ += bytes;
+    bytes += number_bytes;
   }
 
   template <class Number>
   void set(std::size_t place, Number number) {
     SacComposer part(big_endian_);
     part.add(number);
-    bytes_.replace(place, sizeof number, part.bytes_);
+    bytes.replace(place, sizeof number, part.bytes);
   }
 
   void set_text(std::size_t place, std::string text) {
     text.resize(8, ' ');
-    bytes_.replace(place, 8, text);
+    bytes.replace(place, 8, text);
   }
 
-  std::string bytes_;
+  std::string bytes;
 
  private:
   bool big_endian_;
@@ -107,7 +107,7 @@ std::string sac(const traces::Trace& trace, int version, bool big_endian) {
     file.add(-12345);
   }
   for (int i = 0; i < 24; ++i) {
-    file.bytes_ += "-12345  ";
+    file.bytes += "-12345  ";
   }
   file.set(0, static_cast<float>(1.0 / trace.frequency));
   file.set(20, static_cast<float>(begin));
@@ -139,7 +139,7 @@ std::string sac(const traces::Trace& trace, int version, bool big_endian) {
                          : undefined);
     }
   }
-  return file.bytes_;
+  return file.bytes;
 }
 
 }  // namespace support

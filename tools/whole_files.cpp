@@ -67,6 +67,7 @@ class Drafts {
 
 void write_whole_files(const std::vector<WholeFile>& files,
                        const std::vector<std::string>& inputs) {
+  tavrik::result_state = {};  // of an earlier conversion, whose files may be gone
   for (const std::string& input : inputs) {
     tavrik::protect_input(input);
   }

@@ -75,7 +75,8 @@ std::string compose(const Trace& trace, const Form& form) {
 }
 
 const std::string table =
-    "station, latitude, longitude\n# ours\nA,65,20\nXX.B,65.0,20.002,300 m\n\"C\",65.001,20\n";
+    "station, latitude, longitude\n# ours\nA,65,20\nXX.B,65.0,20.002,300 "
+    "m\n\"C\",65.001,20\nB,66,2\n";
 
 /// The counts of a series' channel.
 std::vector<double> counts(const KorLa::Korla_Base& series, std::size_t channel) {
@@ -124,16 +125,17 @@ TEST(import, gives_back_what_was_written) {
 TEST(import, joins_pieces_and_splits_at_gaps) {
   const TemporaryFolder folder;
   Conversion conversion{.output = folder / "out.ko24", .stations = folder.write("t.csv", table)};
-  const auto add = [&](const std::string& name, const Trace& trace) {
-    conversion.inputs.push_back(folder.write(name, support::miniseed(trace, DE_STEIM2, 1)));
+  const auto records = [](const Trace& trace) { return support::miniseed(trace, DE_STEIM2, 1); };
+  const auto add = [&](const std::string& name, const std::string& bytes) {
+    conversion.inputs.push_back(folder.write(name, bytes));
   };
-  add("a2", trace_of(0, 20, 600, 400));
-  add("a1", trace_of(0, 20, 0, 700));
-  add("b2", trace_of(1, 20, 640, 360));
-  add("b1", trace_of(1, 20, 10, 590));
-  add("c", trace_of(2, 20, 0, 990));
+  add("a2", records(trace_of(0, 20, 600, 400)));
+  add("a1", records(trace_of(0, 20, 0, 700)));
+  add("b", records(trace_of(1, 20, 10, 590)) + records(trace_of(1, 20, 640, 360)));
+  add("c2", records(trace_of(2, 20, 700, 290)));
+  add("c1", records(trace_of(2, 20, 0, 700)));
   EXPECT_EQ(failure([&] { convert(conversion); }),
-            folder / "b2" +
+            folder / "b" +
                 ": XX.B..BDF has a gap of 2.000 s before its samples of 2016-03-01 "
                 "06:00:32.250; --gaps=split writes a file for each part");
   EXPECT_FALSE(std::filesystem::exists(folder / "out.coords"));
@@ -275,7 +277,7 @@ class refused_import : public testing::Test {
     for (const std::size_t c : {0U, 1U, 2U}) {
       const Trace trace = trace_of(c, 20);
       write("", trace);
-      write("fast-", trace_of(c, 25));
+      write("fast-", trace_of(c, 20.01));
       write("late-", trace_of(c, 20, 1500));
       Trace changed = trace;
       changed.samples[500] += 1;
@@ -309,8 +311,14 @@ class refused_import : public testing::Test {
     const std::string records = support::miniseed(trace_of(0, 20), DE_STEIM2, 1);
     folder.write("m-cut", records.substr(0, records.size() - 100));
     folder.write("m-tail", records + "tail");
-    folder.write("m-damaged", records.substr(0, 200) + "????" + records.substr(204));
-    folder.write("m-promise", records.substr(0, 30) + "\xff\xff" + records.substr(32));
+    folder.write("m-damaged", records.substr(0, 203) + "?" + records.substr(204));
+    const std::string much = "\xff\xff";
+    folder.write("m-promise", records.substr(0, 2078) + much + records.substr(2080));
+    const std::string plain = support::miniseed(trace_of(0, 20), DE_INT32, 1);
+    folder.write("m-room", plain.substr(0, 30) + much + plain.substr(32));
+    Trace old = trace_of(0, 20);
+    old.start = -1000000;
+    folder.write("m-old", support::miniseed(old, DE_INT32, 1));
     folder.write("m3", "MS\x03" + records);
     folder.write("table.csv", "A,65,20\nB,65\n");
     folder.write("two.csv", "A,65,20\nA,66,20\nB,65,21\nC,65,20.5\n");
@@ -356,11 +364,13 @@ TEST_F(refused_import, leaves_nothing_and_names_the_file) {
       {"m-cut B C", "m-cut: record at byte 2048: the file ends after 412 of its 512 bytes"},
       {"m-tail B C", "m-tail: record at byte 2560: the file ends in it"},
       {"m-damaged B C", "m-damaged: record at byte 0: its "},
-      {"m-promise B C", "m-promise: record at byte 0: its 65535 samples are damaged"},
+      {"m-promise B C", "m-promise: record at byte 2048: its 65535 samples are damaged ("},
+      {"m-room B C", "m-room: record at byte 0: 65535 samples of encoding 3 have no room in it"},
+      {"m-old B C", "m-old: XX.A..BDF does not start between 1970 and 2106"},
       {"m3 B C", "m3: miniSEED of version 3"},
       {"A B", "A: three channels are needed, there are only XX.A..BDF XX.B..BDF"},
-      {"A fast-B C", "fast-B: XX.B..BDF has 25 samples per second, but XX.A..BDF has 20"},
-      {"A fast-A B C", "fast-A: XX.A..BDF has 25 samples per second, but 20 in A"},
+      {"A fast-B C", "fast-B: XX.B..BDF has 20.01 samples per second, but XX.A..BDF has 20"},
+      {"A fast-A B C", "fast-A: XX.A..BDF has 20.01 samples per second, but 20 in A"},
       {"A late-A B late-B C late-C", "late-A: XX.A..BDF has a gap of 25.000 s before"},
       {"A late-B C", "A: XX.A..BDF has no time in common"},
       {"A other-A B C", "other-A: XX.A..BDF at 2016-03-01 06:00:25.250 is "},

@@ -57,8 +57,7 @@ double choose_scale(const std::vector<Span>& spans) {
   });
   // Beyond these no unit is meant, and a power would be no number.
   const double exponent = std::clamp(std::floor(std::log10(most_counts / largest)), -300.0, 300.0);
-  const double scale = std::pow(10.0, exponent);
-  return largest * scale > most_counts ? scale / 10.0 : scale;
+  return std::pow(10.0, exponent);
 }
 
 std::array<std::vector<std::int32_t>, 3> to_counts(const Span& span, double scale) {

@@ -3,15 +3,20 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <fmt/format.h>
 #include <getopt.h>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "korla/messages.h"
+#include "korla/stations.h"
 #include "tools/channel_names.h"
 #include "tools/conversion.h"
 
@@ -162,6 +167,7 @@ void run(const Request& request) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write
   try {
     run(parse_command_line(argc, argv));
   } catch (const std::bad_alloc&) {

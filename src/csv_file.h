@@ -1,6 +1,6 @@
 #pragma once
 // The csv file: one line for each window with names and units, for spreadsheets and data frames.
-// docs/formats.md has its columns.
+// tavrik-formats(5) has its columns.
 
 #include "src/results.h"
 

@@ -18,10 +18,13 @@ const EventQueue& poll_events() {
   return graphics.events;
 }
 
-Event read_event() {
+std::optional<Event> read_event(std::chrono::steady_clock::time_point end) {
   while (graphics.events.empty()) {
     if (graphics.window == nullptr) {
-      return {.kind = EventKind::close};
+      return Event{.kind = EventKind::close};
+    }
+    if (std::chrono::steady_clock::now() >= end) {
+      return {};
     }
     graphics.window->collect(graphics.events, true);
   }

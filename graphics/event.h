@@ -1,7 +1,9 @@
 #pragma once
 // Keys and the mouse: what the screen window hears, in the order it happened.
 
+#include <chrono>
 #include <deque>
+#include <optional>
 
 namespace gr {
 
@@ -42,9 +44,10 @@ void push_event(const Event& event);
 /// Takes over what the window has heard, without waiting. Returns all that waits to be read.
 const EventQueue& poll_events();
 
-/// Takes the oldest event, waiting for one. A close stays: whoever reads next is told, too. On a
-/// memory canvas nobody can type: without a pushed event the answer is a close at once.
-Event read_event();
+/// Takes the oldest event, waiting for one until a point of time; nothing when that has come. A
+/// close stays: whoever reads next is told, too. On a memory canvas nobody can type: without a
+/// pushed event the answer is a close at once.
+std::optional<Event> read_event(std::chrono::steady_clock::time_point end);
 
 /// Forgets the keys that were heard while they were being held down.
 void drop_repeated_keys();

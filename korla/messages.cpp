@@ -61,6 +61,8 @@ std::string question_mark(std::string_view) {
   return "?";
 }
 
+bool line_is_open = false;
+
 }  // namespace
 
 std::string replace_controls(std::string_view text, std::string_view kept,
@@ -84,6 +86,7 @@ std::string printable(std::string_view text) {
 
 void write_message(std::string_view text) {
   // Without taking memory, since the message may be that there is none.
+  line_is_open = !text.empty() ? text.back() != '\n' : line_is_open;
   for (;;) {
     const std::size_t place = find_control(text, "\n\t");
     std::fwrite(text.data(), 1, place, stderr);
@@ -92,6 +95,12 @@ void write_message(std::string_view text) {
     }
     std::fputc('?', stderr);
     text.remove_prefix(place + character_size(text.substr(place)));
+  }
+}
+
+void end_line() {
+  if (line_is_open) {
+    write_message("\n");
   }
 }
 

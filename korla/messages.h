@@ -48,6 +48,9 @@ std::string compose(fmt::format_string<Args...> format, const Args&... args) {
 /// control characters become "?". An error stream that can't be written never stops the run.
 void write_message(std::string_view text);
 
+/// Ends the line of the last message, if that left it open.
+void end_line();
+
 /// As `write_message`, with exactly one line end: added where the text, which must not be empty,
 /// has none.
 void write_line(std::string text);

@@ -11,6 +11,7 @@
 namespace tavrik {
 
 using KorLa::compose;
+using KorLa::end_line;
 using KorLa::end_process;
 using KorLa::write_line;
 using KorLa::write_message;

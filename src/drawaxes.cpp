@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "graphics/draw.h"
+#include "graphics/mode.h"
 #include "korla/calendar.h"
 
 #include "src/console.h"
@@ -105,6 +106,27 @@ TimeScale make_scale(int width, int height, int left, int top, double t0, double
           print_ut};
 }
 
+/// The ticks that matter: in the widest plot there are millions, of which a few can be seen.
+class Sight {
+ public:
+  explicit Sight(const TimeScale& axis)
+      : window_(gr::graphics.canvas.window),
+        right_(axis.right),
+        reach_(gr::string_width("0000-00-00 00:00", plot_surface.text)) {}
+
+  /// Whether a tick or its label, which is centred below it, can be on the canvas or end right of
+  /// the panel. With traces every tick matters.
+  bool has(int x) const {
+    return (x >= window_.x1 - reach_ && x <= window_.x2 + reach_) || x >= right_ - reach_ ||
+           settings.debug > 0;
+  }
+
+ private:
+  gr::UserWindow window_;
+  int right_;
+  int reach_;  ///< width of the longest label
+};
+
 /// The first spacing that is close enough, else the finest.
 const TimeSpacing& choose_spacing(const TimeScale& axis) {
   for (std::size_t i = 0; i < time_spacings.size(); ++i) {
@@ -159,7 +181,24 @@ void draw_tick(int x, int row, int length) {
   gr::line(x, row, x, row + length, plot_surface.foreground);
 }
 
+/// Draws the tick of a time with its label. Returns the label's last column.
+int draw_major_tick(const TimeScale& axis, const TimeSpacing& spacing, double t, int x) {
+  const std::string label = time_label(axis, spacing, t);
+  const int width = gr::string_width(label, plot_surface.text);
+  TAVRIK_TRACE(2, "distances[dist].tick * (XSize={}/Range={:g}) = {:g}\n", axis.right - axis.left,
+               axis.t1 - axis.t0, spacing.major * axis.scale);
+  TAVRIK_TRACE(2, "x={} y={}\n", x, axis.row);
+  draw_tick(x, axis.row, axis.major_length);
+  draw_label(x, axis.row + axis.label_height, label, HorizontalAlign::center, VerticalAlign::top);
+  const int next = axis.column(t + spacing.major) - x;
+  if (next < width) {
+    TAVRIK_TRACE(2, "tw={} > {}\n", width, next);
+  }
+  return x + width / 2;
+}
+
 int draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
+  const Sight sight(axis);
   int greatest = axis.right;
   const auto first = whole(std::floor((axis.t0 + axis.epsilon) / spacing.major));
   const auto last = whole(std::ceil((axis.t1 - axis.epsilon) / spacing.major));
@@ -171,31 +210,24 @@ int draw_major_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
     } else if (x > axis.right) {
       break;
     }
-    const std::string label = time_label(axis, spacing, t);
-    const int width = gr::string_width(label, plot_surface.text);
-    TAVRIK_TRACE(2, "distances[dist].tick * (XSize={}/Range={:g}) = {:g}\n", axis.right - axis.left,
-                 axis.t1 - axis.t0, spacing.major * axis.scale);
-    TAVRIK_TRACE(2, "x={} y={}\n", x, axis.row);
-    draw_tick(x, axis.row, axis.major_length);
-    draw_label(x, axis.row + axis.label_height, label, HorizontalAlign::center, VerticalAlign::top);
-    const int next = axis.column(t + spacing.major) - x;
-    if (next < width) {
-      TAVRIK_TRACE(2, "tw={} > {}\n", width, next);
+    if (sight.has(x)) {
+      greatest = std::max(greatest, draw_major_tick(axis, spacing, t, x));
     }
-    greatest = std::max(greatest, x + width / 2);
   }
   return greatest;
 }
 
 void draw_minor_ticks(const TimeScale& axis, const TimeSpacing& spacing) {
+  const Sight sight(axis);
   const double s = spacing.minor;
   const auto first = whole(std::ceil((axis.t0 - axis.epsilon) / s));
   const auto last = whole(std::floor((axis.t1 + axis.epsilon) / s));
   const int end = static_cast<int>(0.5 * axis.major_length + axis.row);
   for (std::int64_t k = first; k <= last; k += axis.step(s)) {
     const double t = static_cast<double>(k) * s;
-    if (t >= axis.t0 - axis.epsilon && t <= axis.t1 + axis.epsilon) {
-      draw_tick(axis.column(t), axis.row, end - axis.row);
+    const int x = axis.column(t);
+    if (sight.has(x) && t >= axis.t0 - axis.epsilon && t <= axis.t1 + axis.epsilon) {
+      draw_tick(x, axis.row, end - axis.row);
     }
   }
 }

@@ -21,6 +21,7 @@
 #include "korla/messages.h"
 
 #include "src/analysis.h"
+#include "src/caption.h"
 #include "src/console.h"
 #include "src/display_state.h"
 #include "src/options.h"

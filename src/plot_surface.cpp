@@ -121,10 +121,6 @@ std::shared_ptr<const gr::Font> choose_font(int graphics_mode) {
 
 }  // namespace
 
-void end_too_wide() {
-  fail("Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
-}
-
 const PanelLayout& panel_layout(int graphics_mode) {
   return panel_layouts.at(static_cast<std::size_t>(graphics_mode));
 }
@@ -139,6 +135,10 @@ void graphics_init(int graphics_mode) {
     open_screen(graphics_mode);
   }
   info("VideoDriver: {}\n", gr::video_driver_name());
+  if (panel_layout(graphics_mode).azimuth_height == 0) {
+    warn("WARNING: -g{} shows no azimuths and velocities against time, only circular plots\n",
+         graphics_mode);
+  }
   allocate_colors();
   plot_surface.text.font = choose_font(graphics_mode);
   std::setlocale(LC_NUMERIC, "C");  // labels have a decimal point, whatever a driver has set

@@ -43,11 +43,8 @@ inline constexpr std::size_t ega_white = 15;
 /// Rows of every saved picture.
 inline constexpr int picture_height = 600;
 
-/// Most columns of a saved picture, and of the plot in it: with its rows 180 MB.
+/// Most columns of a saved picture: with its rows 180 MB.
 inline constexpr int widest_picture = 300000;
-
-/// Says that a plot is wider than that, and ends the program with status 1.
-[[noreturn]] void end_too_wide();
 
 /// Starts graphics on the memory canvas or the screen, as the settings say, and loads the font that
 /// the environment variable ZENVUE_FONT names; no result may overwrite its file. Mode 0 starts

@@ -25,6 +25,7 @@ constexpr double day = KorLa::seconds_per_day;
 constexpr double usual_velocity_maximum = 1000;
 
 constexpr double longest_bar = 100000;  // leaves room for the panels in the widest picture
+constexpr double widest_plot = gr::farthest_coordinate;
 
 using gr::HorizontalAlign;
 using gr::to_coordinate;
@@ -256,8 +257,9 @@ PlotTimes plot_times(const ResultSeries& series, const Settings& options) {
   }
   TAVRIK_TRACE(1, "tdiff = {}", times.step);
   const double columns = time_from(times, times.last) / times.step / options.compact;
-  if (!(std::isfinite(columns) && columns <= widest_picture)) {
-    end_too_wide();
+  if (!(columns <= widest_plot)) {  // a NaN, too
+    fail("Error: the plot has more than {} columns: use --compact=# or --range=t0-t1\n",
+         gr::farthest_coordinate);
   }
   times.width = static_cast<int>(std::max(0.0, columns));
   return times;

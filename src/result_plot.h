@@ -20,8 +20,8 @@ struct PlotTimes {
   int width = 0;     ///< of the panels, pixels
 };
 
-/// Works out the plot's time range and width from the records, or from a forced range. A picture
-/// wider than can be saved ends the program with status 1.
+/// Works out the plot's time range and width from the records, or from a forced range. More columns
+/// than there are coordinates (1e9) end the program with status 1.
 PlotTimes plot_times(const ResultSeries& series, const Settings& options);
 
 /// Top of the velocity scale, m/s: 1000 without a coordinate file. With one, the running maximum of

@@ -62,11 +62,28 @@ bool write_picture(const gr::Canvas& picture, int descriptor) {
   return stream != nullptr && std::fclose(stream) == 0 && written;
 }
 
-void save_to_file(const gr::Canvas& picture, const std::string& data_path) {
+SavedPicture not_saved(const std::string& reason) {
+  return {false, "not saved: " + reason};
+}
+
+/// Says whether there is no folder for a picture that could not be opened. Returns why it could
+/// not.
+std::string why_not_open(const std::string& path) {
+  const std::string folder = boost::filesystem::path(path).parent_path().string();
+  KorLa::FileStatus status{};
+  if (folder.empty() || stat(folder.c_str(), &status) == 0) {
+    return compose("can't open {}", path);
+  }
+  warn("WARNING: there is no folder {} for the picture\n", folder);
+  return compose("no folder {}", folder);
+}
+
+SavedPicture save_to_file(const gr::Canvas& picture, const std::string& data_path) {
   const StopSignals signals;
-  OutputFile file = open_output({picture_path(data_path), data_path});
+  const std::string path = picture_path(data_path);
+  OutputFile file = open_output({path, data_path});
   if (!file.is_open()) {
-    return;
+    return not_saved(why_not_open(path));
   }
   const bool written = write_picture(picture, file.descriptor);
   if (!written) {
@@ -74,26 +91,37 @@ void save_to_file(const gr::Canvas& picture, const std::string& data_path) {
   }
   if (!written || !finish_output(file)) {
     abandon_output(file, 0);
+    return not_saved(compose("can't write {}", path));
   }
+  return {true, compose("saved {}", path)};
 }
 
-void save(const gr::Canvas& picture, const std::string& data_path) {
+SavedPicture save(const gr::Canvas& picture, const std::string& data_path) {
   if (!settings.to_stdout) {
-    save_to_file(picture, data_path);
-  } else if (!gr::save_png(picture, gr::graphics.palette, stdout)) {
-    warn("Can't write standard output\n");
-    result_state.output_lost = true;
+    return save_to_file(picture, data_path);
+  }
+  if (gr::save_png(picture, gr::graphics.palette, stdout)) {
+    return {true, "saved to standard output"};
+  }
+  warn("Can't write standard output\n");
+  result_state.output_lost = true;
+  return not_saved("can't write standard output");
+}
+
+/// Says what of the panels is below the last row of a picture.
+void check_rows() {
+  const PanelLayout& layout = panel_layout(settings.graphics_mode);
+  const int middle = layout.top_margin + layout.azimuth_height;
+  if (middle > picture_height) {
+    end_line();
+    warn("WARNING: no room in a picture of -g{} for azimuths below {}, velocities and times\n",
+         settings.graphics_mode, (middle - picture_height) * 360 / layout.azimuth_height);
   }
 }
 
-/// Columns of the picture; too many of them end the program.
-int picture_width(const DisplayState& state) {
-  const std::int64_t width =
-      std::int64_t{state.greatest_x} - state.least_x + std::int64_t{2} * margin;
-  if (width > widest_picture) {
-    end_too_wide();
-  }
-  return static_cast<int>(width);
+/// Columns of the picture.
+std::int64_t picture_width(const DisplayState& state) {
+  return std::int64_t{state.greatest_x} - state.least_x + std::int64_t{2} * margin;
 }
 
 /// Draws the plot on a memory canvas of the picture's width. The panels are always centred on the
@@ -126,6 +154,21 @@ gr::Canvas draw_in_slices(const ResultSeries& results, int width) {
   return picture;
 }
 
+SavedPicture refuse_width() {
+  warn("Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
+  result_state.output_lost = true;
+  return not_saved("the plot is too wide for a picture");
+}
+
+SavedPicture draw_and_save(const std::string& data_path, const ResultSeries& results, int width) {
+  check_rows();
+  if (settings.memory) {
+    draw_in_memory(results, width);
+    return save(gr::graphics.canvas, data_path);
+  }
+  return save(draw_in_slices(results, width), data_path);
+}
+
 }  // namespace
 
 std::string strippath(const std::string& path) {
@@ -145,19 +188,17 @@ std::string strippath(const std::string& path) {
   return rest.string();
 }
 
-void save_complete_plot(const std::string& data_path, const ResultSeries& results) {
+SavedPicture save_complete_plot(const std::string& data_path, const ResultSeries& results) {
   const DisplayState before = display_state;
   display_state.horizontal_offset = 0;
   display_state.vertical_offset = 0;
   result_plot(data_path, results, save_and_exit_key);  // for the extent, whatever plot was shown
-  const int width = picture_width(display_state);
-  if (settings.memory) {
-    draw_in_memory(results, width);
-    save(gr::graphics.canvas, data_path);
-  } else {
-    save(draw_in_slices(results, width), data_path);
-  }
+  const std::int64_t width = picture_width(display_state);
+  const SavedPicture outcome = width > widest_picture
+                                   ? refuse_width()
+                                   : draw_and_save(data_path, results, static_cast<int>(width));
   display_state = before;
+  return outcome;
 }
 
 void remove_older_picture(const std::string& data_path) {

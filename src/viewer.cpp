@@ -7,6 +7,7 @@
 #include "graphics/draw.h"
 #include "graphics/mode.h"
 
+#include "src/caption.h"
 #include "src/console.h"
 #include "src/display_state.h"
 #include "src/plot_routines.h"
@@ -64,6 +65,16 @@ void show_help() {
   wait_for_key();
 }
 
+/// Saves the complete plot, and says so.
+void save_picture(const ResultSeries& results, const std::string& name) {
+  end_line();
+  const SavedPicture picture = save_complete_plot(name, results);
+  if (picture.saved) {
+    info("{}\n", picture.text);
+  }
+  show_note(picture.text);
+}
+
 /// Does what a key asks for, other than a new drawing. Returns whether the run is to end.
 bool act(Action action, const ResultSeries& results, const std::string& name, std::size_t& cursor) {
   switch (action) {
@@ -73,7 +84,7 @@ bool act(Action action, const ResultSeries& results, const std::string& name, st
       save_complete_plot(name, results);
       return true;
     case Action::save:
-      save_complete_plot(name, results);
+      save_picture(results, name);
       return false;
     case Action::help:
       show_help();
@@ -106,8 +117,8 @@ bool display(const ResultSeries& results, const std::vector<std::string>& files,
   }
   const auto n_records = static_cast<int>(results.records.size());
   display_state.div = std::min(n_records / (gr::GrSizeY() / 2) + 1, most_div);
-  show_title(name);
   while (cursor == shown) {
+    show_title(name);
     const int key = draw_plot(name, results);
     View view = current_view();
     const Action action = apply_key(key, view, {results.records.size(), gr::GrSizeX()});

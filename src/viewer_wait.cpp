@@ -6,8 +6,8 @@
 
 #include "graphics/window.h"
 
+#include "src/caption.h"
 #include "src/display_state.h"
-#include "src/settings.h"
 #include "src/viewer_keys.h"
 
 namespace tavrik {
@@ -23,6 +23,16 @@ std::optional<int> key_of(const gr::Event& event) {
       return gr::key_escape;
     default:
       return {};
+  }
+}
+
+/// The next event. Meanwhile the caption's note comes to its end.
+gr::Event next_event() {
+  for (;;) {
+    if (const auto event = gr::read_event(note_end())) {
+      return *event;
+    }
+    end_note();
   }
 }
 
@@ -44,7 +54,7 @@ std::optional<int> follow_drag(Drag& drag, const gr::Event& event) {
 int wait_for_key() {
   gr::present();
   for (;;) {
-    if (const auto key = key_of(gr::read_event())) {
+    if (const auto key = key_of(next_event())) {
       return *key;
     }
   }
@@ -54,7 +64,7 @@ int wait_for_key_or_drag() {
   gr::present();
   Drag drag;
   for (;;) {
-    const gr::Event event = gr::read_event();
+    const gr::Event event = next_event();
     if (const auto key = key_of(event)) {
       return *key;
     }
@@ -70,12 +80,6 @@ bool end_was_asked() {
   gr::drop_repeated_keys();
   return std::any_of(events.begin(), events.end(),
                      [](const gr::Event& event) { return key_of(event) == gr::key_escape; });
-}
-
-void show_title(const std::string& file) {
-  if (settings.save_and_exit == 0) {
-    gr::set_window_title(("tavrik: " + file).c_str());
-  }
 }
 
 }  // namespace tavrik

@@ -2,7 +2,6 @@
 // Waiting for keys, and panning with the mouse meanwhile.
 
 #include <optional>
-#include <string>
 
 #include "graphics/event.h"
 
@@ -28,8 +27,5 @@ int wait_for_key_or_drag();
 /// Whether Esc was pressed or the window was closed since the last wait, so that a long analysis is
 /// to end. Other keys stay for the next wait, but not the repeats of one that was held down.
 bool end_was_asked();
-
-/// Names a file in the caption of the window, except in a run that saves a picture and ends.
-void show_title(const std::string& file);
 
 }  // namespace tavrik

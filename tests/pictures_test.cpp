@@ -222,6 +222,7 @@ TEST_F(plots, plot_times) {
       {"almost equal steps", {0, 5, 9, 13.00009}, {}, 0, 13.00009, 4, 3},
       {"no two equal steps: the first", {0, 4, 9, 15}, {}, 0, 15, 4, 3},
       {"no time passes", {7, 7, 7}, {}, 7, 15, 8, 1},
+      {"wider than any picture", {0, 1, 2, 5e6}, {}, 0, 5e6, 1, 5000000},
       {"compact", {0, 1, 2, 5e6}, {"--compact=300"}, 0, 5e6, 1, 16666},
       {"over midnight", {86392, 86396, 0, 4}, {}, 86392, 4, 4, 3},
       {"a day back", {186400, 186404, 100000}, {}, 186400, 186404, 4, 1},
@@ -238,7 +239,7 @@ TEST_F(plots, plot_times) {
   }
   open_canvas({});
   const support::CapturedStderr captured;
-  for (const double last : {5e6, 1e300, inf, nan}) {
+  for (const double last : {5e9, 1e300, inf, nan}) {
     EXPECT_EQ(exit_status([&] { plot_times(at_times({0, 1, 2, last}), settings); }), 1) << last;
   }
 }
@@ -362,7 +363,11 @@ TEST_F(program_pictures, are_saved_beside_the_data_or_go_to_the_standard_output)
   EXPECT_FALSE(std::filesystem::exists(folder_ / "event.png"));
 }
 
-TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
+TEST_F(program_pictures, that_show_less_or_can_not_be_saved_are_reported) {
+  EXPECT_THAT(save({"-g6", "--memory", "event.ko24"}).error,
+              HasSubstr("\nWARNING: no room in a picture of -g6 for azimuths below 75, "));
+  EXPECT_THAT(save({"-g7", "--memory", "event.ko24"}).error, HasSubstr("\nWARNING: -g7 shows no "));
+  std::filesystem::remove(folder_ / "event.png");
   expect_failure(save({"--stdout", "event.ko24"}, support::break_output),
                  "Can't write standard output\n");
   expect_failure(save({"-c", "--force=0-1456900000", "event.ko24"}),
@@ -373,7 +378,10 @@ TEST_F(program_pictures, that_can_not_be_saved_end_the_run_with_status_1) {
                  "Error: the plot is too wide: use --compact=# or --range=t0-t1\n");
   expect_failure(save({"-g4", "event.ko24"}), "\nGrSetMode: ");
   // An absolute path is stripped, and no folder is made for it.
-  expect_failure(save({folder_ / "event.ko24"}), "Can't open " + (folder_ / "event.png").substr(1));
+  const std::string stripped = (folder_ / "event.png").substr(1);
+  expect_failure(save({folder_ / "event.ko24"}),
+                 "Can't open " + stripped + "\nWARNING: there is no folder " +
+                     stripped.substr(0, stripped.rfind('/')) + " for the picture\n");
   const std::string bytes = folder_.read("event.ko24");
   folder_.write("input.png", bytes);
   expect_failure(save({"input.png"}), "Can't open input.png\n");

@@ -155,9 +155,11 @@ TEST_F(window, obeys_every_key_over_three_files) {
     apply(code);
     ASSERT_TRUE(help_ || shows_view());
   }
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: c.ko24 - saved c.png"));
   screen_.type("space");
   const support::Ended end = run_->wait();
   EXPECT_EQ(end.status, 0) << end.error;
+  EXPECT_THAT(end.error, HasSubstr("saved c.png\n"));
   EXPECT_THAT(end.error, HasSubstr("\nVideoDriver: x11\n"));
   EXPECT_THAT(end.error, HasSubstr("plot_maxx="));  // a trace, asked for by "d"
   settings.memory = false;                          // so that it is gathered as from a window
@@ -197,6 +199,26 @@ TEST_F(window, keeps_its_picture_when_it_is_covered_and_resized) {
   screen_.type("h");
   screen_.close_window();
   EXPECT_EQ(run_->wait().status, 0);
+}
+
+/// What is too wide for a picture is shown and panned all the same.
+TEST_F(window, refuses_a_picture_and_goes_on) {
+  const char* range = "--force=1456700000-1457000000";
+  settings.range_forced = true;
+  settings.range_t0 = 1456700000;
+  settings.range_t1 = 1457000000;
+  start({"-s16", range});
+  ASSERT_TRUE(shows_view());
+  screen_.type("s");
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - not saved: the plot is too wide"));
+  screen_.type("Left");
+  apply(331);
+  EXPECT_TRUE(shows_view());
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - not saved"));
+  screen_.type("Escape");
+  const support::Ended end = run_->wait();
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.error, HasSubstr("file: a.ko24\nError: the plot is too wide"));
 }
 
 /// The window names the file at once, and Esc ends the run before its last window.

@@ -9,6 +9,7 @@
 #include "korla/korla16.h"
 #include "korla/messages.h"
 
+#include "src/caption.h"
 #include "src/console.h"
 #include "src/display_state.h"
 #include "src/geometry.h"
@@ -52,6 +53,7 @@ class FreshState : public testing::Test {
     tavrik::result_files = {};
     tavrik::result_state = {};
     tavrik::display_state = {};
+    tavrik::caption = {};
     tavrik::plot_surface = {};
     tavrik::end_is_wanted = [] { return false; };
     gr::graphics = {};

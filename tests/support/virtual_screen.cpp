@@ -39,14 +39,15 @@ int ignore_error(Display*, XErrorEvent*) {
   return 0;
 }
 
-/// The window with a title that can be seen; 0 if there is none.
+/// The window that can be seen and whose title begins so; 0 if there is none.
 Window find_window(Display* display, std::span<const Window> windows, const std::string& title) {
   for (const Window window : windows) {
     XWindowAttributes attributes;
     char* name = nullptr;
     const bool found = XGetWindowAttributes(display, window, &attributes) != 0 &&
                        attributes.map_state == IsViewable &&
-                       XFetchName(display, window, &name) != 0 && title == name;
+                       XFetchName(display, window, &name) != 0 &&
+                       std::string_view(name).starts_with(title);
     XFree(name);
     if (found) {
       return window;

@@ -19,7 +19,7 @@ class VirtualScreen {
   VirtualScreen& operator=(const VirtualScreen&) = delete;
   ~VirtualScreen();
 
-  /// Waits until a window with this caption can be seen, which then is the one that is used.
+  /// Waits until a window whose caption begins so can be seen, which then is the one that is used.
   /// Returns false after a minute without one.
   bool wait_for_window(const std::string& title);
 

@@ -2,6 +2,9 @@
 
 #include "src/caption.h"
 
+#include <fmt/format.h>
+#include <utility>
+
 #include "graphics/window.h"
 
 #include "src/settings.h"
@@ -33,6 +36,10 @@ void show_title(const std::string& file) {
 void show_detail(const std::string& detail) {
   caption.detail = detail;
   update();
+}
+
+void show_progress(const char* task, double share) {
+  show_detail(fmt::format("{} {:.0f} %", task, 100 * share));
 }
 
 void show_note(const std::string& note) {

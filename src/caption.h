@@ -26,6 +26,9 @@ void show_title(const std::string& file);
 /// Adds a detail to the name; an empty one takes it away.
 void show_detail(const std::string& detail);
 
+/// Shows how far a long task is, as a share of 1.
+void show_progress(const char* task, double share);
+
 /// Shows a note for some seconds.
 void show_note(const std::string& note);
 

@@ -163,6 +163,15 @@ void run_per_file(const FileList& files) {
   }
 }
 
+/// Opens the window before the first file is analysed, so that a long analysis can be watched and
+/// ended.
+void open_window(const std::string& file) {
+  show_title(file);
+  show_empty_window();
+  progress_listener = show_progress;
+  end_is_wanted = end_was_asked;
+}
+
 bool has_files(const FileList& files) {
   if (settings.join) {
     return !files.empty() && !is_pattern(files.front());
@@ -183,7 +192,7 @@ void run_files(const FileList& files) {
   protect_stream(STDERR_FILENO);
   graphics_init(settings.graphics_mode);
   if (settings.graphics_mode != 0) {
-    end_is_wanted = end_was_asked;
+    open_window(*std::find_if_not(files.begin(), files.end(), is_pattern));
   }
   display_state.center_time = settings.center_time;
   if (settings.join) {

@@ -1,4 +1,4 @@
-// Drawing of the progress line.
+// Drawing of the progress line, and telling of the progress.
 
 #include "src/progress.h"
 
@@ -30,15 +30,20 @@ Progress::~Progress() {
 }
 
 void Progress::show(std::size_t done, std::size_t total) {
-  if (!enabled_ || done == 0 || Clock::now() < next_) {
+  constexpr std::chrono::seconds short_task(1);
+  const Clock::time_point now = Clock::now();
+  if (done == 0 || now < next_) {
     return;
   }
-  const std::chrono::duration<double> passed = Clock::now() - start_;
+  next_ = now + pause;
   const double share = static_cast<double>(done) / static_cast<double>(total);
-  redraw(fmt::format("{} {:.0f} %, {:.0f} s left", task_, 100 * share,
-                     passed.count() * (1 - share) / share));
-  shown_ = true;
-  next_ = Clock::now() + std::chrono::milliseconds(200);
+  progress_listener(task_, share);
+  if (enabled_ && now >= start_ + short_task) {
+    const std::chrono::duration<double> passed = now - start_;
+    redraw(fmt::format("{} {:.0f} %, {:.0f} s left", task_, 100 * share,
+                       passed.count() * (1 - share) / share));
+    shown_ = true;
+  }
 }
 
 }  // namespace tavrik

@@ -4,10 +4,13 @@
 
 #include <algorithm>
 
+#include "graphics/draw.h"
 #include "graphics/window.h"
 
 #include "src/caption.h"
 #include "src/display_state.h"
+#include "src/plot_surface.h"
+#include "src/settings.h"
 #include "src/viewer_keys.h"
 
 namespace tavrik {
@@ -72,6 +75,13 @@ int wait_for_key_or_drag() {
       move(display_state.horizontal_offset, *pan);
       return 'R';
     }
+  }
+}
+
+void show_empty_window() {
+  if (settings.save_and_exit == 0) {
+    gr::clear_screen(plot_surface.background);
+    gr::present();
   }
 }
 

@@ -24,6 +24,9 @@ int wait_for_key();
 /// As wait_for_key; a drag of the mouse pans the display state and returns 'R'.
 int wait_for_key_or_drag();
 
+/// Shows the window, with nothing in it; not in a run that saves a picture and ends.
+void show_empty_window();
+
 /// Whether Esc was pressed or the window was closed since the last wait, so that a long analysis is
 /// to end. Other keys stay for the next wait, but not the repeats of one that was held down.
 bool end_was_asked();

@@ -221,20 +221,28 @@ TEST_F(window, refuses_a_picture_and_goes_on) {
   EXPECT_THAT(end.error, HasSubstr("file: a.ko24\nError: the plot is too wide"));
 }
 
-/// The window names the file at once, and Esc ends the run before its last window.
-TEST_F(window, ends_a_long_analysis) {
+/// The window is there at once, and Esc or closing it ends the run before its last window.
+TEST_F(window, shows_how_far_a_long_analysis_is_and_ends_it) {
   write_file("b.ko24", {.sampling_frequency = 200, .length = 1800});
-  start({"-s1", "-l512"});
-  ASSERT_TRUE(screen_.wait_for_window("tavrik: a.ko24"));
-  screen_.type("Return");
-  ASSERT_TRUE(screen_.wait_for_window("tavrik: b.ko24"));
-  screen_.type("Escape");
-  const support::Ended end = run_->wait();
-  EXPECT_EQ(end.status, 0) << end.error;
-  EXPECT_THAT(end.error, HasSubstr("WARNING: b.ko24 was not analysed to its end\n"));
-  EXPECT_THAT(end.error, Not(HasSubstr("file: b.ko24")));
-  EXPECT_FALSE(std::filesystem::exists("b.caz"));
-  EXPECT_LT(std::filesystem::file_size("b.caz.unfinished"), 359488U * 10);
+  for (const bool joined : {true, false}) {
+    SCOPED_TRACE(joined);
+    if (joined) {
+      run_.emplace(folder_.path().string(),
+                   std::vector<std::string>{"-s1", "-l512", "-c", "b.ko24", "a.ko24"});
+    } else {
+      start({"-s1", "-l512"});
+      ASSERT_TRUE(screen_.wait_for_window("tavrik: a.ko24"));
+      screen_.type("Return");
+    }
+    ASSERT_TRUE(screen_.wait_for_window("tavrik: b.ko24 - analysing "));
+    joined ? screen_.close_window() : screen_.type("Escape");
+    const support::Ended end = run_->wait();
+    EXPECT_EQ(end.status, 0) << end.error;
+    EXPECT_THAT(end.error, HasSubstr("WARNING: b.ko24 was not analysed to its end\n"));
+    EXPECT_THAT(end.error, Not(HasSubstr("file: b.ko24")));
+    EXPECT_FALSE(std::filesystem::exists("b.caz"));
+    EXPECT_LT(std::filesystem::file_size("b.caz.unfinished"), 359488U * 10);
+  }
 }
 
 TEST_F(window, leaves_signals_alone) {

@@ -55,6 +55,7 @@ class FreshState : public testing::Test {
     tavrik::display_state = {};
     tavrik::caption = {};
     tavrik::plot_surface = {};
+    tavrik::progress_listener = [](const char*, double) {};
     tavrik::end_is_wanted = [] { return false; };
     gr::graphics = {};
     KorLa::debug = false;

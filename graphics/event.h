@@ -26,6 +26,7 @@ enum class EventKind {
   key,
   left_press,   ///< the mouse's left button went down
   left_motion,  ///< the mouse was moved with its left button down
+  pointer,      ///< it was moved without a button, or has left the canvas
   close,        ///< the window is to be closed
 };
 
@@ -34,6 +35,7 @@ struct Event {
   int key = 0;            ///< of a key: its code
   bool repeated = false;  ///< of a key: it is being held down
   int x = 0;              ///< of the mouse: column of the canvas, within it
+  int y = 0;              ///< of the pointer: row of the canvas; outside both are -1
 };
 
 using EventQueue = std::deque<Event>;

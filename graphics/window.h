@@ -25,9 +25,10 @@ struct WindowDriver {
 };
 
 /// File name of the module, and of the function in it that returns its WindowDriver. The number
-/// changes with the record above, so that a module of another version is not taken for this one.
+/// changes with the record above and with Event, so that a module of another version is not taken
+/// for this one.
 inline constexpr const char* window_module = "tavrik_window.so";
-inline constexpr const char* window_entry = "tavrik_window_driver_1";
+inline constexpr const char* window_entry = "tavrik_window_driver_2";
 using WindowEntry = const WindowDriver*();
 
 /// Loads the module from the program's own library folder. Null where it is not installed, or lacks

@@ -17,8 +17,9 @@ struct ScreenWindow {
   SDL_Window* window = nullptr;
   SDL_Surface* picture = nullptr;  ///< what was presented last, in the canvas's own size
   bool shown = false;
-  bool key_repeats = false;      ///< the key that went down last is being held
-  bool key_for_desktop = false;  ///< it went down with Ctrl, Alt or the desktop's own key
+  bool key_repeats = false;          ///< the key that went down last is being held
+  bool key_for_desktop = false;      ///< it went down with Ctrl, Alt or the desktop's own key
+  int pointer_x = 0, pointer_y = 0;  ///< where the mouse was heard last, or put by the program
 };
 
 ScreenWindow screen;
@@ -138,7 +139,9 @@ void present_canvas(const Canvas& canvas, const Palette& palette) {
     int width = 0;
     int height = 0;
     SDL_GetWindowSize(screen.window, &width, &height);
-    SDL_WarpMouseInWindow(screen.window, width / 2, height / 2);
+    screen.pointer_x = width / 2;
+    screen.pointer_y = height / 2;
+    SDL_WarpMouseInWindow(screen.window, screen.pointer_x, screen.pointer_y);
     screen.shown = true;
   }
   repaint();
@@ -241,15 +244,53 @@ void hear_text(EventQueue& events, const char* text) {
   }
 }
 
-/// Column of the canvas that a column of the window shows, at most its first or last.
-int canvas_column(int x) {
+/// The pixel of the canvas that a place in the window shows; it may lie outside.
+SDL_Point canvas_pixel(int x, int y) {
   int width = 0;
+  int height = 0;
   int pixels = 0;
   int pixel_rows = 0;
-  SDL_GetWindowSize(screen.window, &width, nullptr);
+  SDL_GetWindowSize(screen.window, &width, &height);
   SDL_GetWindowSizeInPixels(screen.window, &pixels, &pixel_rows);
   const Placement at = place(pixels, pixel_rows);
-  return std::clamp((x * pixels / std::max(width, 1) - at.x) / at.scale, 0, screen.picture->w - 1);
+  const int column = x * pixels / std::max(width, 1) - at.x;
+  const int row = y * pixel_rows / std::max(height, 1) - at.y;
+  return {column < 0 ? -1 : column / at.scale, row < 0 ? -1 : row / at.scale};
+}
+
+/// Column of the canvas that a column of the window shows, at most its first or last.
+int canvas_column(int x) {
+  return std::clamp(canvas_pixel(x, 0).x, 0, screen.picture->w - 1);
+}
+
+/// Of several places in a row, the last one counts.
+void push_pointer(EventQueue& events, const SDL_Point& pixel) {
+  const bool inside =
+      pixel.x >= 0 && pixel.y >= 0 && pixel.x < screen.picture->w && pixel.y < screen.picture->h;
+  if (!events.empty() && events.back().kind == EventKind::pointer) {
+    events.pop_back();
+  }
+  events.push_back(
+      {.kind = EventKind::pointer, .x = inside ? pixel.x : -1, .y = inside ? pixel.y : -1});
+}
+
+void hear_motion(EventQueue& events, const SDL_MouseMotionEvent& motion) {
+  const bool moved = motion.x != screen.pointer_x || motion.y != screen.pointer_y;
+  screen.pointer_x = motion.x;
+  screen.pointer_y = motion.y;
+  if ((motion.state & SDL_BUTTON_LMASK) != 0) {
+    events.push_back({.kind = EventKind::left_motion, .x = canvas_column(motion.x)});
+  } else if (moved) {
+    push_pointer(events, canvas_pixel(motion.x, motion.y));
+  }
+}
+
+void hear_window(EventQueue& events, const SDL_WindowEvent& event) {
+  if (event.event == SDL_WINDOWEVENT_EXPOSED || event.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
+    repaint();
+  } else if (event.event == SDL_WINDOWEVENT_LEAVE) {
+    push_pointer(events, {-1, -1});
+  }
 }
 
 void hear(EventQueue& events, const SDL_Event& event) {
@@ -266,15 +307,10 @@ void hear(EventQueue& events, const SDL_Event& event) {
       }
       break;
     case SDL_MOUSEMOTION:
-      if ((event.motion.state & SDL_BUTTON_LMASK) != 0) {
-        events.push_back({.kind = EventKind::left_motion, .x = canvas_column(event.motion.x)});
-      }
+      hear_motion(events, event.motion);
       break;
     case SDL_WINDOWEVENT:
-      if (event.window.event == SDL_WINDOWEVENT_EXPOSED ||
-          event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
-        repaint();
-      }
+      hear_window(events, event.window);
       break;
     case SDL_QUIT:
       events.push_back({.kind = EventKind::close});
@@ -304,8 +340,8 @@ constexpr WindowDriver driver = {open_window,    name,    set_title,
 
 }  // namespace gr
 
-extern "C" __attribute__((visibility("default"))) const gr::WindowDriver* tavrik_window_driver_1();
+extern "C" __attribute__((visibility("default"))) const gr::WindowDriver* tavrik_window_driver_2();
 
-extern "C" const gr::WindowDriver* tavrik_window_driver_1() {
+extern "C" const gr::WindowDriver* tavrik_window_driver_2() {
   return &gr::driver;
 }

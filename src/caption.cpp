@@ -2,6 +2,10 @@
 
 #include "src/caption.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <ctime>
 #include <fmt/format.h>
 #include <utility>
 
@@ -23,6 +27,19 @@ void update() {
   }
 }
 
+/// Date and time of seconds since 1970 UTC, to the tenth; empty beyond every calendar.
+std::string date_and_time(double time) {
+  constexpr double farthest = 1e15;
+  const double tenths = std::floor(std::clamp(time, -farthest, farthest) * 10);
+  const auto second = static_cast<std::time_t>(std::floor(tenths / 10));
+  std::tm calendar{};
+  std::array<char, 100> text{};
+  if (gmtime_r(&second, &calendar) != nullptr) {
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &calendar);
+  }
+  return fmt::format("{}.{:.0f}", text.data(), tenths - 10 * static_cast<double>(second));
+}
+
 }  // namespace
 
 void show_title(const std::string& file) {
@@ -36,6 +53,11 @@ void show_title(const std::string& file) {
 void show_detail(const std::string& detail) {
   caption.detail = detail;
   update();
+}
+
+std::string describe(const ResultRecord& record, double shift) {
+  return fmt::format("{}  azimuth {:.1f}  velocity {:.0f} m/s  correlation {:.2f}",
+                     date_and_time(record.time + shift), record.az, record.vel2, record.cmax);
 }
 
 void show_progress(const char* task, double share) {

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <string>
 
+#include "src/result_record.h"
+
 namespace tavrik {
 
 using CaptionClock = std::chrono::steady_clock;
@@ -25,6 +27,10 @@ void show_title(const std::string& file);
 
 /// Adds a detail to the name; an empty one takes it away.
 void show_detail(const std::string& detail);
+
+/// The detail on an analysis window: its time with the date, azimuth, plotted velocity, highest
+/// correlation. shift: seconds to be added to its time.
+std::string describe(const ResultRecord& record, double shift);
 
 /// Shows how far a long task is, as a share of 1.
 void show_progress(const char* task, double share);

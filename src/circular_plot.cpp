@@ -72,20 +72,26 @@ void draw_compass(int n_records, int div) {
   gr::line(x, 0, x, gr::GrSizeY(), red);
 }
 
-/// Draws the dots. With a time shift a dot keeps its radius and takes the azimuth of a later
-/// record; after the last record the first one follows.
-void draw_dots(std::span<const ResultRecord> records, const DisplayState& state, DotRadius radius) {
+/// A dot, and the record whose azimuth it has.
+struct Dot {
+  Place place;
+  const ResultRecord* record;
+};
+
+/// Calls visit(dot) for every dot. With a time shift a dot keeps its radius and takes the azimuth
+/// of a later record; after the last record the first one follows.
+template <typename Visit>
+void for_each_dot(std::span<const ResultRecord> records, const DisplayState& state,
+                  DotRadius radius, const Visit& visit) {
   const auto n = static_cast<long>(records.size());
   for (long i = 0; i < n; ++i) {
     const long j = ((i + state.time_shift) % n + n) % n;
-    const double azimuth = records[static_cast<std::size_t>(j)].az;
+    const ResultRecord& turned = records[static_cast<std::size_t>(j)];
     const double rho = radius == DotRadius::velocity ? records[static_cast<std::size_t>(i)].vel2
                                                      : static_cast<double>(i);
-    if (std::isnan(azimuth) || std::isnan(rho)) {
-      continue;
+    if (!std::isnan(turned.az) && !std::isnan(rho)) {
+      visit(Dot{dot_place(turned.az * std::numbers::pi / 180, rho, state.div), &turned});
     }
-    const Place dot = dot_place(azimuth * std::numbers::pi / 180, rho, state.div);
-    gr::plot_pixel(dot.x, dot.y, plot_surface.ega[ega_black]);
   }
 }
 
@@ -123,8 +129,24 @@ void draw_circular_plot(const ResultSeries& series, const Settings& options,
   begin_drawing(state);
   draw_titles(options.title);
   draw_compass(static_cast<int>(series.records.size()), state.div);
-  draw_dots(series.records, state, radius);
+  for_each_dot(series.records, state, radius, [](const Dot& dot) {
+    gr::plot_pixel(dot.place.x, dot.place.y, plot_surface.ega[ega_black]);
+  });
   draw_rose(series.records, options, state.div);
+}
+
+const ResultRecord* nearest_dot(std::span<const ResultRecord> records, const DisplayState& state,
+                                DotRadius radius, int x, int y) {
+  const ResultRecord* nearest = nullptr;
+  double least = 0;
+  for_each_dot(records, state, radius, [&](const Dot& dot) {
+    const double distance = std::hypot(dot.place.x - x, dot.place.y - y);
+    if (nearest == nullptr || distance < least) {
+      nearest = dot.record;
+      least = distance;
+    }
+  });
+  return nearest;
 }
 
 }  // namespace tavrik

@@ -25,4 +25,9 @@ enum class DotRadius { window_number, velocity };
 void draw_circular_plot(const ResultSeries& series, const Settings& options,
                         const DisplayState& state, DotRadius radius);
 
+/// The record whose azimuth the dot has that is nearest to a place on the canvas, in pixels without
+/// the pan; null if there is no dot.
+const ResultRecord* nearest_dot(std::span<const ResultRecord> records, const DisplayState& state,
+                                DotRadius radius, int x, int y);
+
 }  // namespace tavrik

@@ -11,12 +11,13 @@ namespace tavrik {
 /// meanwhile. The driver sets it where there is a window to close.
 inline bool (*end_is_wanted)() = [] { return false; };
 
-/// Told how far a long task is, as a share of 1, five times a second. The driver sets it where there
-/// is a window whose caption can show it.
+/// Told how far a long task is, as a share of 1, five times a second. The driver sets it where
+/// there is a window whose caption can show it.
 inline void (*progress_listener)(const char* task, double share) = [](const char*, double) {};
 
 /// One self-overwriting line with the task, percent and time left on the error stream; only when
-/// that is a terminal, without --quiet, and after the first second. The listener is told either way.
+/// that is a terminal, without --quiet, and after the first second. The listener is told either
+/// way.
 class Progress {
  public:
   /// task: what goes on, such as "reading". Must outlive the line.

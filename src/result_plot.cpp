@@ -31,22 +31,20 @@ using gr::HorizontalAlign;
 using gr::to_coordinate;
 using gr::VerticalAlign;
 
-/// The plot that is being drawn: how, and where things are, in pixels without the pan.
-struct Panels {
+/// The plot that is being drawn.
+struct Drawing : Panels {
   const Settings& options;
   DisplayState& state;
-  PlotTimes times;
-  int left = 0, right = 0;
-  int top = 0;  ///< of the azimuth panel
-  int azimuth_height = 0;
-  int middle = 0;  ///< bottom of the azimuth panel, top of the velocity panel
-  int velocity_height = 0;
-  int bottom = 0;  ///< of the velocity panel
-  double row_per_degree = 0;
-  double velocity_maximum = 0;
-
-  int azimuth_row(double azimuth) const { return to_coordinate(middle - azimuth * row_per_degree); }
+  int screen_width;
 };
+
+int azimuth_row(const Panels& p, double azimuth) {
+  return to_coordinate(p.middle - azimuth * p.row_per_degree);
+}
+
+int velocity_row(const Panels& p, double velocity) {
+  return to_coordinate(p.bottom - velocity * p.velocity_height / p.velocity_maximum);
+}
 
 /// Seconds between records: the first difference that the next one equals, else the first.
 double time_step(const ResultSeries& series, int cstep) {
@@ -75,13 +73,15 @@ double time_from(const PlotTimes& times, double time) {
 
 /// Columns from the left edge.
 int column(const Panels& p, double time) {
-  return to_coordinate(time_from(p.times, time) / p.times.step) / p.options.compact;
+  return to_coordinate(time_from(p.times, time) / p.times.step) / p.compact;
 }
 
-Panels lay_out(const ResultSeries& series, const Settings& options, DisplayState& state) {
+Panels lay_out(const ResultSeries& series, const Settings& options, int screen_width) {
   const PanelLayout& layout = panel_layout(options.graphics_mode);
-  Panels p{options, state, plot_times(series, options)};
-  p.left = (gr::GrSizeX() - p.times.width) / 2;
+  Panels p;
+  p.times = plot_times(series, options);
+  p.compact = options.compact;
+  p.left = (screen_width - p.times.width) / 2;
   p.right = p.left + p.times.width;
   p.top = layout.top_margin;
   p.azimuth_height = layout.azimuth_height;
@@ -99,22 +99,22 @@ void extend(DisplayState& state, int least, int greatest) {
   state.greatest_x = std::max(state.greatest_x, greatest);
 }
 
-void draw_title_line(const Panels& p, const std::string& text, int y) {
-  const int center = gr::GrSizeX() / 2;
+void draw_title_line(const Drawing& p, const std::string& text, int y) {
+  const int center = p.screen_width / 2;
   const int half_width = gr::string_width(text, plot_surface.text) / 2;
   draw_label(center, y, text, HorizontalAlign::center, VerticalAlign::top);
   extend(p.state, center - half_width, center + half_width);
 }
 
-void draw_titles(const Panels& p) {
+void draw_titles(const Drawing& p) {
   draw_title_line(p, p.options.title, 0);
   draw_title_line(p, "Az & Vp (m/s)", gr::string_height("0", plot_surface.text));
 }
 
-void draw_azimuth_scale(const Panels& p) {
+void draw_azimuth_scale(const Drawing& p) {
   const gr::Color color = plot_surface.foreground;
   for (const int azimuth : {360, 270, 180, 90, 0}) {
-    const int row = p.azimuth_row(azimuth);
+    const int row = azimuth_row(p, azimuth);
     const std::string label = fmt::format("{}", azimuth);
     draw_label(p.left - 5, row, label, HorizontalAlign::right, VerticalAlign::middle);
     draw_label(p.right + 5, row, label, HorizontalAlign::left, VerticalAlign::middle);
@@ -125,7 +125,7 @@ void draw_azimuth_scale(const Panels& p) {
 }
 
 /// Draws titles, scales, frames and the time axis, and begins the plot's extent.
-void draw_frame(const Panels& p) {
+void draw_frame(const Drawing& p) {
   p.state.least_x = p.left;
   p.state.greatest_x = p.right;
   draw_titles(p);
@@ -142,6 +142,9 @@ void draw_frame(const Panels& p) {
                      p.times.first + shift, p.times.last + shift, p.options.print_ut);
   extend(p.state, p.left, last_label);
 }
+
+/// How far a plus sign reaches to every side.
+constexpr int reach_of_plus = 2;
 
 /// A plus sign around column x + 1.
 void draw_plus(int x, int row, gr::Color color) {
@@ -170,18 +173,18 @@ void draw_azimuth_marker(int x, int row, double cmax, MarkerType type) {
 
 /// How far the marks of a record reach to either side of its column.
 int reach(const ResultRecord& record, MarkerType type) {
-  constexpr int reach_of_plus = 2;
   return type == MarkerType::maxcrs ? std::max(marker_radius(record.cmax), reach_of_plus)
                                     : reach_of_plus;
 }
 
-bool is_in_sight(const Panels& p, const ResultRecord& record, int column, BeyondEdge beyond) {
+bool is_in_sight(const Drawing& p, const ResultRecord& record, int column, BeyondEdge beyond) {
   const int on_screen = column + p.state.horizontal_offset;
   const int margin = beyond == BeyondEdge::reaching_marks ? reach(record, p.options.type) : 0;
   return on_screen >= -margin && on_screen <= gr::GrSizeX() + margin;
 }
 
-void draw_record(const Panels& p, const ResultRecord& record, double max_slope, BeyondEdge beyond) {
+void draw_record(const Drawing& p, const ResultRecord& record, double max_slope,
+                 BeyondEdge beyond) {
   const int x = p.left + column(p, record.time);
   if (std::isnan(record.az) || !is_in_sight(p, record, x + 1, beyond)) {
     return;
@@ -192,14 +195,13 @@ void draw_record(const Panels& p, const ResultRecord& record, double max_slope, 
     gr::line(x + 1, p.middle - 1, x + 1, to_coordinate(p.middle - length),
              plot_surface.ega[ega_green]);
   }
-  draw_azimuth_marker(x, p.azimuth_row(record.az), record.cmax, p.options.type);
+  draw_azimuth_marker(x, azimuth_row(p, record.az), record.cmax, p.options.type);
   if (record.vel2 < p.velocity_maximum) {
-    draw_plus(x, to_coordinate(p.bottom - record.vel2 * p.velocity_height / p.velocity_maximum),
-              plot_surface.ega[ega_red]);
+    draw_plus(x, velocity_row(p, record.vel2), plot_surface.ega[ega_red]);
   }
 }
 
-void draw_records(const Panels& p, std::span<const ResultRecord> records, BeyondEdge beyond) {
+void draw_records(const Drawing& p, std::span<const ResultRecord> records, BeyondEdge beyond) {
   double max_slope = 0;
   for (const ResultRecord& record : records) {
     max_slope = std::max(max_slope, record.slope);
@@ -210,14 +212,14 @@ void draw_records(const Panels& p, std::span<const ResultRecord> records, Beyond
 }
 
 /// A bar of the histogram to the right of the azimuth panel.
-void draw_bar(const Panels& p, int start, double length, int row) {
+void draw_bar(const Drawing& p, int start, double length, int row) {
   const int end = start + static_cast<int>(std::min(length, longest_bar));
   gr::line(start, row, end, row, plot_surface.ega[ega_blue]);
   extend(p.state, start, end);
 }
 
 /// Draws the mean quality of a bucket, if there is one to draw.
-void draw_mean_bar(const Panels& p, const AzimuthBucket& bucket, int row) {
+void draw_mean_bar(const Drawing& p, const AzimuthBucket& bucket, int row) {
   double mean = bucket.quality / static_cast<double>(bucket.count);
   mean = p.options.logcaz ? std::log(mean) : mean;
   if (mean > 0 && std::isfinite(mean)) {
@@ -225,7 +227,7 @@ void draw_mean_bar(const Panels& p, const AzimuthBucket& bucket, int row) {
   }
 }
 
-void draw_histogram(const Panels& p, std::span<const ResultRecord> records) {
+void draw_histogram(const Drawing& p, std::span<const ResultRecord> records) {
   const auto buckets = count_azimuths(records, p.azimuth_height, p.options.crsfilter);
   for (std::size_t i = 0; i < buckets.size(); ++i) {
     const int row = p.middle - static_cast<int>(i);
@@ -296,16 +298,42 @@ std::vector<AzimuthBucket> count_azimuths(std::span<const ResultRecord> records,
   return buckets;
 }
 
-void draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
-                      BeyondEdge beyond) {
-  const Panels panels = lay_out(series, options, state);
+const ResultRecord* record_at(const Panels& panels, std::span<const ResultRecord> records, int x,
+                              int y) {
+  if (y < panels.top || y > panels.bottom) {
+    return nullptr;
+  }
+  const bool is_above = y <= panels.middle;
+  const ResultRecord* nearest = nullptr;
+  std::int64_t least = 0;
+  for (const ResultRecord& record : records) {
+    const std::int64_t columns = panels.left + column(panels, record.time) + 1 - x;
+    if (std::abs(columns) > reach_of_plus || std::isnan(record.az) ||
+        !(is_above || record.vel2 < panels.velocity_maximum)) {
+      continue;
+    }
+    const std::int64_t rows =
+        (is_above ? azimuth_row(panels, record.az) : velocity_row(panels, record.vel2)) - y;
+    const std::int64_t distance = columns * columns + rows * rows;
+    if (nearest == nullptr || distance < least) {
+      nearest = &record;
+      least = distance;
+    }
+  }
+  return nearest;
+}
+
+Panels draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
+                        int screen_width, BeyondEdge beyond) {
+  const Drawing drawing{lay_out(series, options, screen_width), options, state, screen_width};
   begin_drawing(state);
-  draw_frame(panels);
-  draw_records(panels, series.records, beyond);
-  draw_histogram(panels, series.records);
+  draw_frame(drawing);
+  draw_records(drawing, series.records, beyond);
+  draw_histogram(drawing, series.records);
   extend(state, state.least_x - 2, state.greatest_x + 2);
   TAVRIK_TRACE(1, "plot_maxx={} plot_minx={} diff={}", state.greatest_x, state.least_x,
                state.greatest_x - state.least_x);
+  return drawing;
 }
 
 }  // namespace tavrik

@@ -24,6 +24,25 @@ struct PlotTimes {
 /// than there are coordinates (1e9) end the program with status 1.
 PlotTimes plot_times(const ResultSeries& series, const Settings& options);
 
+/// Where things are in a plot, in pixels without the pan.
+struct Panels {
+  PlotTimes times;
+  int compact = 1;          ///< steps in a column
+  int left = 0, right = 0;  ///< of both panels
+  int top = 0;              ///< of the azimuth panel
+  int azimuth_height = 0;
+  int middle = 0;  ///< bottom of the azimuth panel, top of the velocity panel
+  int velocity_height = 0;
+  int bottom = 0;  ///< of the velocity panel
+  double row_per_degree = 0;
+  double velocity_maximum = 0;
+};
+
+/// The window whose azimuth mark, or in the lower panel whose velocity mark, reaches into this
+/// column and is nearest; null if there is none, or if the place is above or below the panels.
+const ResultRecord* record_at(const Panels& panels, std::span<const ResultRecord> records, int x,
+                              int y);
+
 /// Top of the velocity scale, m/s: 1000 without a coordinate file. With one, the running maximum of
 /// vel2 is followed through the records with an azimuth, and the scale ends at the value that it
 /// had two rises before the end, so that two outliers do not press all other velocities to the
@@ -49,7 +68,9 @@ enum class BeyondEdge { nothing, reaching_marks };
 /// Draws the plot on the open canvas, moved by the state's pan, and sets the state's least_x and
 /// greatest_x to the plot's extent without that pan. Graphics must have been started in the
 /// options' mode. Without records it draws frame, axes and title. The title is that of the options.
-void draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
-                      BeyondEdge beyond);
+/// screen_width: of the screen that panels and title are centred on, pixels; the canvas may be
+/// wider. Returns where things are.
+Panels draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
+                        int screen_width, BeyondEdge beyond);
 
 }  // namespace tavrik

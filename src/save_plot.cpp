@@ -124,16 +124,17 @@ std::int64_t picture_width(const DisplayState& state) {
   return std::int64_t{state.greatest_x} - state.least_x + std::int64_t{2} * margin;
 }
 
-/// Draws the plot on a memory canvas of the picture's width. The panels are always centred on the
-/// canvas, so on this one all columns are new_left - old_left further right than on the one where
-/// the plot's extent was measured. The pan takes that back, and puts the least column `margin`
-/// pixels from the left edge.
+/// Pans so that a column of the canvas is the picture's first.
+void pan_to(int column) {
+  display_state.horizontal_offset = margin + column - display_state.least_x;
+}
+
+/// Draws the plot on a memory canvas of the picture's width.
 void draw_in_memory(const ResultSeries& results, int width) {
-  const int old_left = (gr::GrSizeX() - plot_times(results, settings).width) / 2;
+  const int screen_width = gr::GrSizeX();  // where the extent was measured
   resize_memory_canvas(width);
-  const int new_left = (gr::GrSizeX() - plot_times(results, settings).width) / 2;
-  display_state.horizontal_offset = margin - (display_state.least_x - old_left + new_left);
-  draw_result_plot(results, settings, display_state, BeyondEdge::nothing);
+  pan_to(0);
+  draw_result_plot(results, settings, display_state, screen_width, BeyondEdge::nothing);
 }
 
 /// Draws the plot screen by screen and gathers what is seen in a canvas of the picture's width.
@@ -145,10 +146,9 @@ gr::Canvas draw_in_slices(const ResultSeries& results, int width) {
   }
   std::fill(picture.pixels.begin(), picture.pixels.end(),
             static_cast<std::uint8_t>(plot_surface.background));
-  const int least = display_state.least_x;
   for (int column = 0; column < width; column += gr::GrSizeX()) {
-    display_state.horizontal_offset = margin - least - column;
-    draw_result_plot(results, settings, display_state, BeyondEdge::reaching_marks);
+    pan_to(-column);
+    draw_result_plot(results, settings, display_state, gr::GrSizeX(), BeyondEdge::reaching_marks);
     gr::bit_blit(picture, column, 0, 0, 0, gr::max_x(), gr::max_y());
   }
   return picture;

@@ -62,7 +62,7 @@ void show_help() {
     y += row_height;
   }
   plot_surface.text.color = plot_surface.foreground;
-  wait_for_key();
+  wait_for_key([](int, int) { return ""; });
 }
 
 /// Saves the complete plot, and says so.

@@ -29,13 +29,26 @@ std::optional<int> key_of(const gr::Event& event) {
   }
 }
 
-/// The next event. Meanwhile the caption's note comes to its end.
-gr::Event next_event() {
+/// Has the caption tell of the place that the pointer shows.
+void show_place(const gr::Event& pointer, const TextAt& text_at) {
+  const bool inside = pointer.x >= 0;
+  show_detail(inside ? text_at(pointer.x - display_state.horizontal_offset,
+                               pointer.y + display_state.vertical_offset)
+                     : "");
+}
+
+/// The next event that is not about the pointer. Meanwhile the caption follows that, and a note in
+/// it comes to its end.
+gr::Event next_event(const TextAt& text_at) {
   for (;;) {
-    if (const auto event = gr::read_event(note_end())) {
+    const auto event = gr::read_event(note_end());
+    if (!event) {
+      end_note();
+    } else if (event->kind != gr::EventKind::pointer) {
       return *event;
+    } else {
+      show_place(*event, text_at);
     }
-    end_note();
   }
 }
 
@@ -54,20 +67,20 @@ std::optional<int> follow_drag(Drag& drag, const gr::Event& event) {
   return {};
 }
 
-int wait_for_key() {
+int wait_for_key(const TextAt& text_at) {
   gr::present();
   for (;;) {
-    if (const auto key = key_of(next_event())) {
+    if (const auto key = key_of(next_event(text_at))) {
       return *key;
     }
   }
 }
 
-int wait_for_key_or_drag() {
+int wait_for_key_or_drag(const TextAt& text_at) {
   gr::present();
   Drag drag;
   for (;;) {
-    const gr::Event event = next_event();
+    const gr::Event event = next_event(text_at);
     if (const auto key = key_of(event)) {
       return *key;
     }

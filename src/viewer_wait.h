@@ -1,7 +1,9 @@
 #pragma once
 // Waiting for keys, and panning with the mouse meanwhile.
 
+#include <functional>
 #include <optional>
+#include <string>
 
 #include "graphics/event.h"
 
@@ -17,12 +19,17 @@ struct Drag {
 /// twice the way from the start.
 std::optional<int> follow_drag(Drag& drag, const gr::Event& event);
 
+/// What the plot knows of a place on it, in pixels without the pan: a detail for the caption, empty
+/// if there is nothing.
+using TextAt = std::function<std::string(int x, int y)>;
+
 /// Shows what was drawn, waits for a key and returns its code. Closing the window counts as Esc,
-/// now and in every later wait. Mouse events are dropped.
-int wait_for_key();
+/// now and in every later wait. While the pointer moves, the caption tells of the place that it
+/// shows; other mouse events are dropped.
+int wait_for_key(const TextAt& text_at);
 
 /// As wait_for_key; a drag of the mouse pans the display state and returns 'R'.
-int wait_for_key_or_drag();
+int wait_for_key_or_drag(const TextAt& text_at);
 
 /// Shows the window, with nothing in it; not in a run that saves a picture and ends.
 void show_empty_window();

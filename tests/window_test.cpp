@@ -18,6 +18,8 @@
 #include "tools/recording.h"
 
 #include "src/analysis.h"
+#include "src/caption.h"
+#include "src/circular_plot.h"
 #include "src/plot_routines.h"
 #include "src/save_plot.h"
 #include "src/viewer_keys.h"
@@ -153,9 +155,9 @@ TEST_F(window, obeys_every_key_over_three_files) {
     SCOPED_TRACE(name);
     screen_.type(name);
     apply(code);
+    EXPECT_TRUE(code != 'F' || screen_.wait_for_window("tavrik: c.ko24 - saved c.png"));
     ASSERT_TRUE(help_ || shows_view());
   }
-  EXPECT_TRUE(screen_.wait_for_window("tavrik: c.ko24 - saved c.png"));
   screen_.type("space");
   const support::Ended end = run_->wait();
   EXPECT_EQ(end.status, 0) << end.error;
@@ -187,6 +189,33 @@ TEST_F(window, pans_by_the_mouse_on_the_third_motion) {
   EXPECT_EQ(run_->wait().status, 0);
 }
 
+TEST_F(window, tells_in_its_caption_of_what_is_under_the_pointer) {
+  open();
+  const std::vector<ResultRecord>& records = series_[0].records;
+  const ResultRecord& record = records[200];
+  const int column = (800 - static_cast<int>(records.size() - 1)) / 2 + 200 + 1;
+  const int row = static_cast<int>(390 - record.az);
+  screen_.point(column, row);
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - " + describe(record, 0)));
+  screen_.point(10, 10);
+  EXPECT_TRUE(shows_view());
+  for (const auto& [name, code] : {std::pair{"b", int{'b'}}, {"Left", 331}}) {
+    screen_.type(name);
+    apply(code);
+  }
+  EXPECT_TRUE(shows_view());
+  screen_.point(column + 80, row);
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - " + describe(record, 8 / 18.0)));
+  screen_.type("3");
+  apply('3');
+  EXPECT_TRUE(shows_view());  // whose caption is that of the file alone
+  screen_.point(300, 200);
+  const auto* nearest = nearest_dot(records, display_state, DotRadius::velocity, 300, 200);
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - " + describe(*nearest, 8 / 18.0)));
+  screen_.type("Escape");
+  EXPECT_EQ(run_->wait().status, 0);
+}
+
 TEST_F(window, keeps_its_picture_when_it_is_covered_and_resized) {
   open();
   screen_.cover_window();
@@ -210,11 +239,11 @@ TEST_F(window, refuses_a_picture_and_goes_on) {
   start({"-s16", range});
   ASSERT_TRUE(shows_view());
   screen_.type("s");
-  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - not saved: the plot is too wide"));
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - not saved: the plot is too wide*"));
   screen_.type("Left");
   apply(331);
-  EXPECT_TRUE(shows_view());
-  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - not saved"));
+  EXPECT_TRUE(screen_.wait_for_image(view()));
+  EXPECT_TRUE(screen_.wait_for_window("tavrik: a.ko24 - not saved*"));
   screen_.type("Escape");
   const support::Ended end = run_->wait();
   EXPECT_EQ(end.status, 1);
@@ -234,7 +263,7 @@ TEST_F(window, shows_how_far_a_long_analysis_is_and_ends_it) {
       ASSERT_TRUE(screen_.wait_for_window("tavrik: a.ko24"));
       screen_.type("Return");
     }
-    ASSERT_TRUE(screen_.wait_for_window("tavrik: b.ko24 - analysing "));
+    ASSERT_TRUE(screen_.wait_for_window("tavrik: b.ko24 - analysing *"));
     joined ? screen_.close_window() : screen_.type("Escape");
     const support::Ended end = run_->wait();
     EXPECT_EQ(end.status, 0) << end.error;

@@ -39,15 +39,20 @@ int ignore_error(Display*, XErrorEvent*) {
   return 0;
 }
 
-/// The window that can be seen and whose title begins so; 0 if there is none.
+/// Whether a title is this one, or begins so where that ends in "*".
+bool fits(std::string_view title, std::string_view wanted) {
+  return wanted.ends_with('*') ? title.starts_with(wanted.substr(0, wanted.size() - 1))
+                               : title == wanted;
+}
+
+/// The window that can be seen and has such a title; 0 if there is none.
 Window find_window(Display* display, std::span<const Window> windows, const std::string& title) {
   for (const Window window : windows) {
     XWindowAttributes attributes;
     char* name = nullptr;
     const bool found = XGetWindowAttributes(display, window, &attributes) != 0 &&
                        attributes.map_state == IsViewable &&
-                       XFetchName(display, window, &name) != 0 &&
-                       std::string_view(name).starts_with(title);
+                       XFetchName(display, window, &name) != 0 && fits(name, title);
     XFree(name);
     if (found) {
       return window;
@@ -123,6 +128,11 @@ void VirtualScreen::type(const std::string& key, const std::string& held) const 
   press(code, true);
   press(code, false);
   press(modifier, false);
+}
+
+void VirtualScreen::point(int x, int y) const {
+  XWarpPointer(display_, None, window_, 0, 0, 0, 0, x, y);
+  XSync(display_, False);
 }
 
 void VirtualScreen::drag(const std::vector<int>& ways) const {

@@ -19,7 +19,8 @@ class VirtualScreen {
   VirtualScreen& operator=(const VirtualScreen&) = delete;
   ~VirtualScreen();
 
-  /// Waits until a window whose caption begins so can be seen, which then is the one that is used.
+  /// Waits until a window with this caption, or one that begins so where this ends in "*", can be
+  /// seen, which then is the one that is used.
   /// Returns false after a minute without one.
   bool wait_for_window(const std::string& title);
 
@@ -29,6 +30,9 @@ class VirtualScreen {
   /// Presses and releases a key, by its name: "a", "plus", "Page_Up", "KP_4"; with Shift where the
   /// keyboard has it there, or while another key is held.
   void type(const std::string& key, const std::string& held = "") const;
+
+  /// Moves the mouse to a place in the window.
+  void point(int x, int y) const;
 
   /// Presses the left button where the mouse is, moves it by these columns one after the other and
   /// releases the button.

@@ -11,43 +11,41 @@
 
 namespace {
 
-/// A built-in font and the faces it is made of. The first has the cells, but ASCII only; the
-/// other characters are placed into these cells, on the same base line.
+/// A built-in font and the faces that it is made of, whose cells begin at a column of its own. The
+/// second one is for the characters that the first one may lack.
 struct Recipe {
   const char* name;
   int width, height;
   const char* ascii_face;
   const char* latin_face;
-  int latin_column, latin_row;  // where the second face's cells begin
+  int column;
 };
 
 constexpr Recipe recipes[] = {
-    {"pc6x8", 6, 8, "clR6x8.pcf.gz", "5x8-ISO8859-1.pcf.gz", 1, 0},
-    {"pc8x8", 8, 8, "clR8x8.pcf.gz", "5x8-ISO8859-1.pcf.gz", 1, 0},
-    {"pc8x14", 8, 14, "clR8x14.pcf.gz", "8x13-ISO8859-1.pcf.gz", 0, 0},
-    {"pc8x16", 8, 16, "clR8x16.pcf.gz", "8x13-ISO8859-1.pcf.gz", 0, 1},
+    {"pc6x8", 6, 8, "spleen-5x8.pcf.gz", "5x8-ISO8859-1.pcf.gz", 1},
+    {"pc8x8", 8, 8, "spleen-5x8.pcf.gz", "5x8-ISO8859-1.pcf.gz", 2},
+    {"pc8x14", 8, 14, "ter-u14n_iso-8859-1.pcf.gz", "ter-u14n_iso-8859-1.pcf.gz", 0},
+    {"pc8x16", 8, 16, "ter-u16n_iso-8859-1.pcf.gz", "ter-u16n_iso-8859-1.pcf.gz", 0},
 };
 
 gr::Font read_face(const std::string& path, int height) {
   auto font = gr::read_font_file(path, height);
-  if (!font) {
-    throw std::runtime_error("can't read the font " + path);
+  if (!font || font->height != height) {
+    throw std::runtime_error(fmt::format("no font {} pixels high: {}", height, path));
   }
   return *font;
 }
 
 /// The rows of one character in the cells of the built-in font.
-std::vector<unsigned> cell_rows(const gr::Font& face, unsigned character, const Recipe& recipe,
-                                int column, int row) {
+std::vector<unsigned> cell_rows(const gr::Font& face, unsigned character, const Recipe& recipe) {
   const gr::Glyph& glyph = face.glyphs.at(character);
-  if (glyph.bits.empty() || column + glyph.width > recipe.width ||
-      row + face.height > recipe.height) {
+  if (glyph.bits.empty() || recipe.column + glyph.width > recipe.width) {
     throw std::runtime_error(
-        fmt::format("{}: character {} is missing or larger than the cell", face.name, character));
+        fmt::format("{}: character {} is missing or wider than the cell", face.name, character));
   }
-  std::vector<unsigned> rows(static_cast<std::size_t>(recipe.height));
-  for (std::size_t i = 0; i < glyph.bits.size(); ++i) {
-    rows.at(i + static_cast<std::size_t>(row)) = glyph.bits[i] >> column;
+  std::vector<unsigned> rows(glyph.bits.begin(), glyph.bits.end());
+  for (unsigned& row : rows) {
+    row >>= recipe.column;
   }
   return rows;
 }
@@ -55,19 +53,12 @@ std::vector<unsigned> cell_rows(const gr::Font& face, unsigned character, const 
 void write_font(std::ostream& output, const std::string& folder, const Recipe& recipe) {
   const gr::Font ascii = read_face(folder + "/" + recipe.ascii_face, recipe.height);
   const gr::Font latin = read_face(folder + "/" + recipe.latin_face, recipe.height);
-  if (ascii.fixed_width != recipe.width || ascii.height != recipe.height) {
-    throw std::runtime_error(ascii.name + " has other cells than " + recipe.name);
-  }
   output << fmt::format("constexpr std::uint8_t {}[] = {{\n", recipe.name);
   for (unsigned character = 0; character < 256; ++character) {
     if (!gr::is_printable(character)) {
       continue;
     }
-    const std::vector<unsigned> rows =
-        character < 0x80
-            ? cell_rows(ascii, character, recipe, 0, 0)
-            : cell_rows(latin, character, recipe, recipe.latin_column, recipe.latin_row);
-    for (const unsigned row : rows) {
+    for (const unsigned row : cell_rows(character < 0x80 ? ascii : latin, character, recipe)) {
       output << fmt::format("{:#04x},", row);
     }
     output << fmt::format("  // {:#04x}\n", character);

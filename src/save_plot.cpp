@@ -194,9 +194,9 @@ SavedPicture save_complete_plot(const std::string& data_path, const ResultSeries
   display_state.vertical_offset = 0;
   result_plot(data_path, results, save_and_exit_key);  // for the extent, whatever plot was shown
   const std::int64_t width = picture_width(display_state);
-  const SavedPicture outcome = width > widest_picture
-                                   ? refuse_width()
-                                   : draw_and_save(data_path, results, static_cast<int>(width));
+  SavedPicture outcome = width > widest_picture
+                             ? refuse_width()
+                             : draw_and_save(data_path, results, static_cast<int>(width));
   display_state = before;
   return outcome;
 }

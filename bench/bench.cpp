@@ -174,7 +174,7 @@ void picture(benchmark::State& state) {
   tavrik::resize_memory_canvas(static_cast<int>(series.records.size()) + 200);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::tmpfile(), std::fclose);
   for (auto _ : state) {
-    tavrik::draw_result_plot(series, tavrik::settings, tavrik::display_state, gr::GrSizeX(),
+    tavrik::draw_result_plot(series, tavrik::settings, tavrik::display_state,
                              tavrik::BeyondEdge::nothing);
     std::rewind(stream.get());
     benchmark::DoNotOptimize(gr::save_png(gr::graphics.canvas, gr::graphics.palette, stream.get()));

@@ -2,8 +2,6 @@
 
 #include "src/plot_routines.h"
 
-#include "graphics/mode.h"
-
 #include "src/caption.h"
 #include "src/circular_plot.h"
 #include "src/display_state.h"
@@ -41,8 +39,7 @@ int show_circular_plot(const std::string& name, const ResultSeries& series, int 
 
 int result_plot(const std::string& name, const ResultSeries& series, int save) {
   set_default_title(name);
-  const Panels panels =
-      draw_result_plot(series, settings, display_state, gr::GrSizeX(), BeyondEdge::nothing);
+  const Panels panels = draw_result_plot(series, settings, display_state, BeyondEdge::nothing);
   const auto text_at = [&series, &panels](int x, int y) {
     return detail(record_at(panels, series.records, x, y), series);
   };

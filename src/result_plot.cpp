@@ -35,7 +35,6 @@ using gr::VerticalAlign;
 struct Drawing : Panels {
   const Settings& options;
   DisplayState& state;
-  int screen_width;
 };
 
 int azimuth_row(const Panels& p, double azimuth) {
@@ -76,12 +75,12 @@ int column(const Panels& p, double time) {
   return to_coordinate(time_from(p.times, time) / p.times.step) / p.compact;
 }
 
-Panels lay_out(const ResultSeries& series, const Settings& options, int screen_width) {
+Panels lay_out(const ResultSeries& series, const Settings& options) {
   const PanelLayout& layout = panel_layout(options.graphics_mode);
   Panels p;
   p.times = plot_times(series, options);
   p.compact = options.compact;
-  p.left = (screen_width - p.times.width) / 2;
+  p.left = (gr::GrSizeX() - p.times.width) / 2;
   p.right = p.left + p.times.width;
   p.top = layout.top_margin;
   p.azimuth_height = layout.azimuth_height;
@@ -100,7 +99,7 @@ void extend(DisplayState& state, int least, int greatest) {
 }
 
 void draw_title_line(const Drawing& p, const std::string& text, int y) {
-  const int center = p.screen_width / 2;
+  const int center = gr::GrSizeX() / 2;
   const int half_width = gr::string_width(text, plot_surface.text) / 2;
   draw_label(center, y, text, HorizontalAlign::center, VerticalAlign::top);
   extend(p.state, center - half_width, center + half_width);
@@ -324,8 +323,8 @@ const ResultRecord* record_at(const Panels& panels, std::span<const ResultRecord
 }
 
 Panels draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
-                        int screen_width, BeyondEdge beyond) {
-  const Drawing drawing{lay_out(series, options, screen_width), options, state, screen_width};
+                        BeyondEdge beyond) {
+  const Drawing drawing{lay_out(series, options), options, state};
   begin_drawing(state);
   draw_frame(drawing);
   draw_records(drawing, series.records, beyond);

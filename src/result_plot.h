@@ -68,9 +68,8 @@ enum class BeyondEdge { nothing, reaching_marks };
 /// Draws the plot on the open canvas, moved by the state's pan, and sets the state's least_x and
 /// greatest_x to the plot's extent without that pan. Graphics must have been started in the
 /// options' mode. Without records it draws frame, axes and title. The title is that of the options.
-/// screen_width: of the screen that panels and title are centred on, pixels; the canvas may be
-/// wider. Returns where things are.
+/// Returns where things are.
 Panels draw_result_plot(const ResultSeries& series, const Settings& options, DisplayState& state,
-                        int screen_width, BeyondEdge beyond);
+                        BeyondEdge beyond);
 
 }  // namespace tavrik

@@ -129,12 +129,16 @@ void pan_to(int column) {
   display_state.horizontal_offset = margin + column - display_state.least_x;
 }
 
-/// Draws the plot on a memory canvas of the picture's width.
+/// Draws the plot on a memory canvas of the picture's width. Panels and titles are centred on the
+/// canvas, so on this one all columns are new_left - old_left further right than on the one where
+/// the plot's extent was measured. The pan takes that back. Where a width is odd, the titles may be
+/// a pixel from where a screen has them, since their middle is rounded by itself.
 void draw_in_memory(const ResultSeries& results, int width) {
-  const int screen_width = gr::GrSizeX();  // where the extent was measured
+  const int old_left = (gr::GrSizeX() - plot_times(results, settings).width) / 2;
   resize_memory_canvas(width);
-  pan_to(0);
-  draw_result_plot(results, settings, display_state, screen_width, BeyondEdge::nothing);
+  const int new_left = (gr::GrSizeX() - plot_times(results, settings).width) / 2;
+  pan_to(old_left - new_left);
+  draw_result_plot(results, settings, display_state, BeyondEdge::nothing);
 }
 
 /// Draws the plot screen by screen and gathers what is seen in a canvas of the picture's width.
@@ -148,7 +152,7 @@ gr::Canvas draw_in_slices(const ResultSeries& results, int width) {
             static_cast<std::uint8_t>(plot_surface.background));
   for (int column = 0; column < width; column += gr::GrSizeX()) {
     pan_to(-column);
-    draw_result_plot(results, settings, display_state, gr::GrSizeX(), BeyondEdge::reaching_marks);
+    draw_result_plot(results, settings, display_state, BeyondEdge::reaching_marks);
     gr::bit_blit(picture, column, 0, 0, 0, gr::max_x(), gr::max_y());
   }
   return picture;

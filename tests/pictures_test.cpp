@@ -171,13 +171,10 @@ TEST_F(plots, are_the_accepted_ones_and_none_is_left_over) {
 /// On a screen the plot is gathered screen by screen, in memory drawn at once; either way no mark
 /// is cut, however large.
 TEST_F(plots, a_complete_plot_is_the_same_from_a_screen_and_from_memory) {
-  for (const auto& [loudness, make, dropped] :
-       {std::tuple{1, +two_hours, 0}, std::tuple{3, +two_hours, 1}, std::tuple{40, +two_hours, 0},
-        std::tuple{1, +three_minutes, 0}, std::tuple{1, +three_minutes, 1}}) {
+  for (const double loudness : {1, 3, 40}) {
     SCOPED_TRACE(loudness);
     open_canvas({"--lsq-plot", loudness > 1 ? "-tmaxcrs" : "-tnormal"});
-    ResultSeries series = make();
-    series.records.resize(series.records.size() - dropped);  // odd and even widths
+    ResultSeries series = two_hours();
     for (ResultRecord& record : series.records) {
       record.cmax *= loudness;
     }
@@ -186,6 +183,7 @@ TEST_F(plots, a_complete_plot_is_the_same_from_a_screen_and_from_memory) {
     save_complete_plot("slices.ko24", series);
     settings.memory = true;
     save_complete_plot("once.ko24", series);
+    EXPECT_GT(support::current_image().width, 2 * 800);
     support::expect_same("once", support::load_image("once.png"), support::current_image());
     support::expect_same("slices", support::load_image("slices.png"), support::current_image());
   }
@@ -286,7 +284,7 @@ TEST_F(plots, azimuths_are_counted_in_rows_and_in_sectors) {
 TEST_F(plots, know_what_is_under_the_pointer) {
   open_canvas({});
   ResultSeries series = twenty_minutes();
-  const Panels panels = draw_result_plot(series, settings, display_state, 800, BeyondEdge::nothing);
+  const Panels panels = draw_result_plot(series, settings, display_state, BeyondEdge::nothing);
   for (const ResultRecord& record : series.records) {
     const int x = 251 + static_cast<int>(&record - series.records.data());
     const auto at = [&](double row) {

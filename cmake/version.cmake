@@ -1,5 +1,8 @@
 # TAVRIK_DESCRIPTION: last tag, number of commits since it and short hash of the source tree, as
-# "v0.1.0-12-g1a2b3c4"; the project's version alone outside a checkout.
+# "v0.1.0-12-g1a2b3c4"; the project's version alone outside a checkout. A package states its own.
+if(TAVRIK_DESCRIPTION)
+  return()
+endif()
 find_package(Git QUIET)
 
 function(ask_git result)

@@ -21,13 +21,13 @@ namespace {
 constexpr const char* trace_module = "../../../src/korla_base";
 
 constexpr std::size_t magic_size = 6;
-constexpr std::size_t buffer_size = 3072;
+constexpr std::size_t first_bytes_size = 3072;
 
 /// What the first bytes of a file say about it.
 enum class Format { ko24, station_16_bit, tm4, none };
 
 /// The first bytes of a file; what the file does not hold is zero, the last byte always is.
-using FirstBytes = std::array<char, buffer_size>;
+using FirstBytes = std::array<char, first_bytes_size>;
 
 /// Whether the first four bytes of three blocks agree: the time words that the three channels of a
 /// group share. A place beyond the buffer agrees with nothing.

@@ -10,7 +10,6 @@
 #include <fmt/format.h>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <limits>
 #include <numbers>
 #include <random>
 #include <regex>
@@ -23,6 +22,7 @@
 #include "tests/support/accepted.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/not_finite.h"
 #include "tests/support/station_files.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/recording.h"
@@ -31,6 +31,8 @@
 
 namespace {
 
+using support::inf;
+using support::nan;
 using tavrik::array_geometry;
 using enum tavrik::Direction;
 using tavrik::Direction;
@@ -43,8 +45,6 @@ using testing::StartsWith;
 using Channels = std::vector<std::vector<std::int32_t>>;
 using Records = std::vector<ResultRecord>;
 
-constexpr double inf = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr std::uint32_t start = 1456812000;  // 06:00 of its day
 
 /// Samples that are noise about a mean of 3000; the same in every run.

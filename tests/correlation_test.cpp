@@ -6,23 +6,22 @@
 #include <cmath>
 #include <cstdint>
 #include <gmock/gmock.h>
-#include <limits>
 #include <numbers>
 #include <random>
 #include <vector>
 
 #include "tests/support/fresh_state.h"
+#include "tests/support/not_finite.h"
 
 #include "src/spectrum.h"
 #include "src/window_kernel.h"
 
 namespace {
 
+using support::nan;
 using tavrik::Lags;
 using testing::ElementsAre;
 using Series = std::vector<double>;
-
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 /// Random numbers, the same in every run.
 Series random_series(std::size_t size) {

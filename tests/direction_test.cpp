@@ -5,15 +5,16 @@
 #include <array>
 #include <cmath>
 #include <gmock/gmock.h>
-#include <limits>
 #include <numbers>
 #include <random>
 
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/not_finite.h"
 
 namespace {
 
+using support::nan;
 using enum tavrik::Direction;
 using tavrik::Direction;
 using tavrik::Lags;
@@ -22,7 +23,6 @@ using tavrik::ResultRecord;
 
 constexpr double fs = 18.0;
 constexpr double pi = std::numbers::pi;
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr std::array methods = {new_method, weighted_method, old_method};
 
 /// A sound from `angle` reaches a microphone the sooner, the further that stands towards it.

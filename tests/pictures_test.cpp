@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -17,6 +16,7 @@
 #include "graphics/window.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/not_finite.h"
 #include "tests/support/program_runner.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/recording.h"
@@ -33,12 +33,11 @@
 namespace {
 
 using namespace tavrik;
+using support::inf;
+using support::nan;
 using testing::ElementsAre;
 using testing::FieldsAre;
 using testing::HasSubstr;
-
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double inf = std::numeric_limits<double>::infinity();
 
 constexpr double pace = 4;  // seconds from window to window: exact in every time
 

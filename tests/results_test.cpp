@@ -16,16 +16,16 @@
 #include "tests/support/accepted.h"
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/not_finite.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
+using support::nan;
 using tavrik::ResultRecord;
 using tavrik::Settings;
 using tavrik::settings;
 using tavrik::WindowValues;
-
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 /// A window with a value of its own in every field.
 ResultRecord some_record() {

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <limits>
 #include <numbers>
 #include <random>
 #include <sstream>
@@ -16,6 +15,7 @@
 
 #include "tests/support/captured_stderr.h"
 #include "tests/support/fresh_state.h"
+#include "tests/support/not_finite.h"
 #include "tests/support/split.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/recording.h"
@@ -26,8 +26,7 @@
 namespace {
 
 using namespace tavrik;
-
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using support::nan;
 
 // So short that both ends and every choice between maxima show; worked out by the definitions.
 TEST(window_statistics, of_a_few_numbers_are_what_they_are_by_definition) {
@@ -196,7 +195,7 @@ class statistics : public FreshState {
   /// Analyses files; their records join those that are in the series.
   void run(const std::vector<std::string>& files) {
     const support::CapturedStderr captured;
-    analyse(files, series);
+    tavrik::analyse(files, series);
   }
 
   /// The numbers of a result file, line by line.

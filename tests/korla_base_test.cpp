@@ -114,7 +114,7 @@ TEST(decide_start, takes_a_name_time_that_is_less_than_2_s_off) {
   EXPECT_EQ(settled(5e9, 0), "5000000000 = 4294967295 s 1000000000 ns, 0");
 }
 
-// What is missing counts as zero, so that the first tag behind the cut is the one that fails.
+// What is missing counts as zero, so that the first tag after the cut is the one that fails.
 TEST(korla24, names_the_first_tag_that_a_cut_file_lacks) {
   const support::TemporaryFolder folder;
   for (const std::size_t version : {0, 1, 2}) {

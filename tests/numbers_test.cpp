@@ -16,7 +16,7 @@ namespace {
 template <typename Number, typename Expected>
 void expect_same(bool (*read)(const char*&, Number&),
                  Expected (*read_by_library)(const char*, char**), const std::string& text) {
-  // A line as the readers see it: behind its end there is memory to look at.
+  // A line as the readers see it: after its end there is memory to look at.
   const std::string line = text + "\n" + std::string(8, '7');
   const std::string::size_type begin = line.find_first_not_of(" \t");
   const bool sign = line[begin] == '-' || line[begin] == '+';

@@ -177,7 +177,7 @@ TEST_F(results, end_with_the_histogram) {
   EXPECT_EQ(folder.read("rec.hst"),
             "3 350 0.35 700\n1 300 0.3 600\n1 0. 0. 0.\n5 420 0.42 840\n0 0. 0. 0.\n"
             "1 333.333 0.333333 666.667\n");
-  records[0].az = 360;  // behind the last bin, which ends the run
+  records[0].az = 360;  // after the last bin, which ends the run
   support::CapturedStderr captured;
   EXPECT_EQ(exit_status([&] { tavrik::make_histogram(records, 180, 0); }), 1);
   EXPECT_EQ(captured.take(), "histoindex out of range(180)\n");

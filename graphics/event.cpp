@@ -35,8 +35,11 @@ std::optional<Event> read_event(std::chrono::steady_clock::time_point end) {
   return event;
 }
 
-void drop_repeated_keys() {
-  std::erase_if(graphics.events, [](const Event& event) { return event.repeated; });
+void drop_idle_events() {
+  std::erase_if(graphics.events, [](const Event& event) {
+    return event.repeated || event.kind == EventKind::left_press ||
+           event.kind == EventKind::left_motion;
+  });
 }
 
 }  // namespace gr

@@ -51,7 +51,8 @@ const EventQueue& poll_events();
 /// pushed event the answer is a close at once.
 std::optional<Event> read_event(std::chrono::steady_clock::time_point end);
 
-/// Forgets the keys that were heard while they were being held down.
-void drop_repeated_keys();
+/// Forgets what was heard to no purpose while nobody waited: the repeats of keys that were held
+/// down, and the mouse's button.
+void drop_idle_events();
 
 }  // namespace gr

@@ -139,6 +139,23 @@ int string_width(std::string_view text, const TextOption& option) {
                                        : static_cast<int>(length_of(text, *option.font));
 }
 
+std::string to_utf8(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    if (lead >= 0x80 && !begins_with_sequence(text)) {
+      result += static_cast<char>(0xc0 | lead >> 6);
+      result += static_cast<char>(0x80 | (lead & 0x3f));
+      text.remove_prefix(1);
+    } else {
+      const std::size_t length = lead < 0x80 ? 1 : sequence_length(lead);
+      result += text.substr(0, length);
+      text.remove_prefix(length);
+    }
+  }
+  return result;
+}
+
 int string_height(std::string_view text, const TextOption& option) {
   return is_vertical(option.direction) ? static_cast<int>(length_of(text, *option.font))
                                        : option.font->height;

@@ -2,6 +2,7 @@
 // Text on a canvas: its options, its extents, and drawing at an aligned place.
 
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "graphics/canvas.h"
@@ -28,6 +29,9 @@ struct TextOption {
 /// that names of old files can be read; characters that the font lacks are drawn as "?".
 int string_width(std::string_view text, const TextOption& option);
 int string_height(std::string_view text, const TextOption& option);
+
+/// The text as UTF-8 throughout: a byte that is none becomes a character of Latin 1.
+std::string to_utf8(std::string_view text);
 
 /// Draws a text so that its box lies at the user coordinates x, y as the alignments say: x is the
 /// box's first column (left), its last one (right) or has half of the width to its left (center);

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "graphics/mode.h"
+#include "graphics/text.h"
 
 namespace gr {
 
@@ -39,9 +40,9 @@ void present() {
   }
 }
 
-void set_window_title(const char* title) {
+void set_window_title(const std::string& title) {
   if (graphics.window != nullptr) {
-    graphics.window->set_title(title);
+    graphics.window->set_title(to_utf8(title).c_str());
   }
 }
 

@@ -3,6 +3,8 @@
 // that is loaded when a window is asked for, so that a program which draws in memory, or nothing,
 // needs neither the module nor the libraries of a desktop.
 
+#include <string>
+
 #include "graphics/canvas.h"
 #include "graphics/event.h"
 
@@ -38,7 +40,8 @@ const WindowDriver* load_window_driver();
 /// Shows what was drawn. Does nothing without a window.
 void present();
 
-/// Sets the caption of the window, UTF-8. Does nothing without a window.
-void set_window_title(const char* title);
+/// Sets the caption of the window; bytes that are no UTF-8 are Latin 1, as in drawn text. Does
+/// nothing without a window.
+void set_window_title(const std::string& title);
 
 }  // namespace gr

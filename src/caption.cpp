@@ -22,7 +22,7 @@ void update() {
   const std::string& addition = caption.note.empty() ? caption.detail : caption.note;
   std::string text = "tavrik: " + caption.file + (addition.empty() ? "" : " - ") + addition;
   if (settings.save_and_exit == 0 && text != caption.shown) {
-    gr::set_window_title(text.c_str());
+    gr::set_window_title(text);
     caption.shown = std::move(text);
   }
 }

@@ -100,7 +100,7 @@ void show_empty_window() {
 
 bool end_was_asked() {
   const gr::EventQueue& events = gr::poll_events();
-  gr::drop_repeated_keys();
+  gr::drop_idle_events();
   return std::any_of(events.begin(), events.end(),
                      [](const gr::Event& event) { return key_of(event) == gr::key_escape; });
 }

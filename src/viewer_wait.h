@@ -35,7 +35,8 @@ int wait_for_key_or_drag(const TextAt& text_at);
 void show_empty_window();
 
 /// Whether Esc was pressed or the window was closed since the last wait, so that a long analysis is
-/// to end. Other keys stay for the next wait, but not the repeats of one that was held down.
+/// to end. Other keys stay for the next wait, but neither the repeats of one that was held down nor
+/// the mouse's button.
 bool end_was_asked();
 
 }  // namespace tavrik

@@ -99,6 +99,7 @@ TEST_F(text, built_in_fonts_show_every_printable_character_in_its_own_way) {
 
 TEST_F(text, utf8_counts_in_characters_and_other_bytes_are_latin_1) {
   EXPECT_EQ(gr::string_width("\u20acå\xe5", option_), 6 * 3);
+  EXPECT_EQ(gr::to_utf8("r\xe4v \u20acå"), "räv \u20acå");
   const std::string_view same[][2] = {
       {"\xe5\xe4\xc3\x28", "åäÃ("},
       {"a\tb\x7f\u0085\u0142\u20ac\U0001f600", "a?b?????"},
@@ -109,6 +110,7 @@ TEST_F(text, utf8_counts_in_characters_and_other_bytes_are_latin_1) {
 
   for (const auto& [bytes, shown] : same) {
     EXPECT_EQ(drawn(0, 0, bytes), drawn(0, 0, shown)) << shown;
+    EXPECT_EQ(drawn(0, 0, gr::to_utf8(bytes)), drawn(0, 0, shown)) << shown;
   }
 }
 

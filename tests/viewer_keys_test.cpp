@@ -88,7 +88,11 @@ TEST(apply_key, comes_to_an_end_when_a_key_is_held) {
 class end_was_asked : public FreshState {};
 
 TEST_F(end_was_asked, by_esc_or_close_and_keys_that_were_pressed_stay) {
-  gr::graphics.events = {{.key = 13}, {.key = 13, .repeated = true}, {.key = ' '}};
+  gr::graphics.events = {{.kind = gr::EventKind::left_press},
+                         {.key = 13},
+                         {.key = 13, .repeated = true},
+                         {.kind = gr::EventKind::left_motion, .x = 9},
+                         {.key = ' '}};
   EXPECT_FALSE(tavrik::end_was_asked());
   EXPECT_EQ(gr::graphics.events.size(), 2U);
   for (const gr::Event& end : {gr::Event{.key = 27}, {.kind = gr::EventKind::close}}) {

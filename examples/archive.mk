@@ -4,16 +4,15 @@
 #
 # With -k it goes on after a bad recording, names it ("***") and ends with status 2. The next run
 # tries it again. After a change of options or coordinates, -B makes all anew. Names of recordings
-# must have no blanks, colons or dollar signs.
+# must be of letters, digits and . _ - only: a colon stops the run.
 
 OPTIONS = --csv -g0 --quiet
 
 .SUFFIXES:
-.DELETE_ON_ERROR:
 .PHONY: all
 all: $(patsubst %.ko24,%.csv,$(shell find . -name '*.ko24'))
 
 # The test is for a mistyped option: that shows the help and is status 0.
 %.csv: %.ko24
-	tavrik $(OPTIONS) $<
-	@test $@ -nt $<
+	tavrik $(OPTIONS) '$<'
+	@test '$@' -nt '$<'

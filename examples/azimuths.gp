@@ -21,6 +21,7 @@ good(value) = agreement(0) >= level ? value : NaN
 set datafile separator ","
 set datafile columnheaders
 stats ARG1 using "time_unix_s" name "time" nooutput
+if (!exists("time_max")) exit error ARG1 . ": no windows"
 hours = (time_max - time_min) / 3600
 set xtics 3600 * (hours < 0.5 ? 1 / 12.0 : hours < 3 ? 0.25 : hours < 6 ? 1 : hours < 30 ? 6 : 24 * ceil(hours / 120))
 set output ARG2

@@ -7,6 +7,7 @@ The picture's format is that of its name: png, pdf, svg. From Debian: python3-ma
 python3-pandas.
 """
 
+import os
 import sys
 
 import matplotlib
@@ -72,7 +73,13 @@ def main():
     if len(sys.argv) != 3:
         sys.exit(__doc__)
     result, picture = sys.argv[1:]
-    table = read_az(result) if result.endswith(".az") else read_csv(result)
+    reader = {".csv": read_csv, ".az": read_az}.get(os.path.splitext(result)[1])
+    if reader is None:
+        sys.exit(f"{result}: neither a csv nor an az file")
+    try:
+        table = reader(result)
+    except (OSError, ValueError, LookupError) as error:  # ValueError: what pandas can't read
+        sys.exit(f"{result}: {error}")
     if table.empty:
         sys.exit(f"{result}: no window in which the microphones agree")
     figure, azimuth = draw(table, result)

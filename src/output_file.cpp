@@ -204,6 +204,24 @@ OutputFile open_output(const RunResult& result) {
   return file;
 }
 
+bool would_lose_old_file(const std::string& path) {
+  OutputFile file;
+  file.target = without_links(path);
+  KorLa::FileStatus old{};
+  if (stat(file.target.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) {
+    return false;
+  }
+  if (is_replaceable(file.target, old)) {
+    open_replacement(file, old);
+  }
+  if (!file.is_open()) {
+    return true;
+  }
+  remove_draft(file);
+  close_output(file);
+  return false;
+}
+
 bool finish_output(OutputFile& file) {
   KorLa::FileStatus status{};
   if (fstat(file.descriptor, &status) != 0 || !is_stored(file.descriptor) ||

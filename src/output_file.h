@@ -29,6 +29,10 @@ struct OutputFile {
 /// remembers that in result_state and leaves it closed.
 OutputFile open_output(const RunResult& result);
 
+/// Whether a file that is there could only be written in place, so that its contents would be lost
+/// before the new ones are whole. Nothing is changed.
+bool would_lose_old_file(const std::string& path);
+
 /// Closes a file that is whole: from here on it has its name. Returns false when it could not get
 /// it: the file stays open, to be abandoned. Any failure is reported as by report_lost.
 bool finish_output(OutputFile& file);

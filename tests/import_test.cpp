@@ -348,6 +348,9 @@ class refused_import : public testing::Test {
 
 TEST_F(refused_import, leaves_nothing_and_names_the_file) {
   std::filesystem::create_directory(folder / "folder");
+  std::filesystem::create_directory(folder / "linked.ko24");
+  folder.write("linked.coords", "as it was");
+  std::filesystem::create_hard_link(folder / "linked.coords", folder / "link");
   // The arguments after "-o kept.ko24", and what the message has after "Error: ".
   const std::vector<std::pair<std::string, std::string>> rows = {
       {"cut B C", "cut: its header promises 1000 samples in 4632 bytes, the file has 900 bytes"},
@@ -397,6 +400,7 @@ TEST_F(refused_import, leaves_nothing_and_names_the_file) {
       {"A B C -o A", "A: it is an input"},
       {"A B C -o x.coords", "x.coords: this is the coordinate file's name"},
       {"A B C -o missing/x", "missing/x.coords: it can't be written"},
+      {"A B C -o linked.ko24", "linked.coords: it can't be replaced in one step"},
       {"A B C -o folder", "folder: it can't be written"},
       {"", "an output (-o) and inputs are needed"},
   };

@@ -63,6 +63,19 @@ class Drafts {
   std::vector<tavrik::OutputFile> files_;
 };
 
+/// Refuses what could not stay as it is until all files are whole.
+void require_replaceable(const std::string& path) {
+  if (tavrik::is_protected(path)) {
+    throw std::runtime_error(path + ": it is an input, and stays as it is");
+  }
+  if (tavrik::would_lose_old_file(path)) {
+    throw std::runtime_error(
+        path +
+        ": it can't be replaced in one step: it has other names (hard links) or "
+        "another owner, or its folder or it can't be written");
+  }
+}
+
 }  // namespace
 
 void write_whole_files(const std::vector<WholeFile>& files,
@@ -71,11 +84,11 @@ void write_whole_files(const std::vector<WholeFile>& files,
   for (const std::string& input : inputs) {
     tavrik::protect_input(input);
   }
+  for (const WholeFile& file : files) {
+    require_replaceable(file.path);
+  }
   Drafts drafts;
   for (const WholeFile& file : files) {
-    if (tavrik::is_protected(file.path)) {
-      throw std::runtime_error(file.path + ": it is an input, and stays as it is");
-    }
     drafts.add(file);
   }
   drafts.finish();

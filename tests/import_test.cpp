@@ -325,6 +325,7 @@ class refused_import : public testing::Test {
     folder.write("line.csv", "A,65,20\nB,65.001,20\nC,65.002,20\n");
     folder.write("far.csv", "A,65,20\nB,65,24\nC,66,20\n");
     folder.write("one.csv", "A,65,20\n");
+    folder.write("heads.csv", "station,latitude,longitude\n# none\n");
     folder.write("kept.ko24", "as it was");
   }
 
@@ -391,6 +392,7 @@ TEST_F(refused_import, leaves_nothing_and_names_the_file) {
       {"A B C --stations=line.csv", "A: the microphones are on one line"},
       {"A B C --stations=far.csv", "A: the microphones are 2"},
       {"A B C --stations=one.csv", "B: no latitude and longitude of XX.B..BDF"},
+      {"A B C --stations=heads.csv", "heads.csv: the station table has no places"},
       {"A B C --stations=none.csv", "none.csv: the station table can't be opened"},
       {"A B C --scale=2", "A: a sample of "},
       {"A B C --scale=0", "--scale=0: needs a number above 0"},

@@ -120,6 +120,9 @@ std::vector<StationPlace> read_stations(const std::string& path) {
   if (found == KorLa::LineReader::Found::too_long) {
     throw std::runtime_error(fmt::format("{}: a line is too long", path));
   }
+  if (stations.empty()) {
+    throw std::runtime_error(fmt::format("{}: the station table has no places", path));
+  }
   return stations;
 }
 

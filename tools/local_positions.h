@@ -19,7 +19,8 @@ struct StationPlace {
 
 /// Reads a table of station, latitude, longitude, separated by commas, one station on a line; what
 /// follows them is ignored. The first line may name the columns; empty ones and those that begin
-/// with # are passed over. Throws std::runtime_error, which names file and line.
+/// with # are passed over. Throws std::runtime_error, which names file and line, also
+/// for a table without places.
 std::vector<StationPlace> read_stations(const std::string& path);
 
 /// The place of a channel in the table: that of the longest name, in parts, that stands for it.

@@ -230,6 +230,37 @@ TEST(local_position, is_in_metres_east_and_north) {
   expect({0, 359.9995}, {0, 0.0005}, 111.319, 0);
 }
 
+// What does not concern the three channels, and places that a table replaces.
+TEST(import, passes_over_what_it_does_not_need) {
+  const TemporaryFolder folder;
+  std::vector<Trace> traces;
+  for (const std::size_t c : {0U, 1U, 2U}) {
+    traces.push_back(trace_of(c, 20));
+  }
+  Conversion conversion{.output = folder / "out.ko24", .channels = {"A", "B", "C"}};
+  const auto convert_all = [&](int version) {
+    conversion.inputs.clear();
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+      conversion.inputs.push_back(
+          folder.write(std::to_string(i), support::sac(traces[i], version, false)));
+    }
+    convert(conversion);
+  };
+  Trace unused = trace_of(0, 1e-4);
+  unused.name.station = "D";
+  unused.start = -1000000;
+  unused.samples[3] = std::numeric_limits<double>::quiet_NaN();
+  unused.place = Place{999, 0};
+  traces.push_back(unused);
+  traces.push_back(trace_of(0, 20, 600, 500));
+  traces.back().place->longitude -= 359.99999;
+  convert_all(7);
+  traces.back().place = Place{999, 0};
+  EXPECT_THAT(failure([&] { convert_all(7); }), HasSubstr("no place on earth"));
+  conversion.stations = folder.write("t.csv", table);
+  convert_all(6);
+}
+
 /// The converter, as people start it.
 support::Ended run_import(const TemporaryFolder& folder, const std::string& arguments) {
   return support::run_program(folder.path().string(), support::split(arguments, ' '),
@@ -321,6 +352,7 @@ class refused_import : public testing::Test {
     folder.write("m-old", support::miniseed(old, DE_INT32, 1));
     folder.write("m3", "MS\x03" + records);
     folder.write("table.csv", "A,65,20\nB,65\n");
+    folder.write("good.csv", table);
     folder.write("two.csv", "A,65,20\nA,66,20\nB,65,21\nC,65,20.5\n");
     folder.write("line.csv", "A,65,20\nB,65.001,20\nC,65.002,20\n");
     folder.write("far.csv", "A,65,20\nB,65,24\nC,66,20\n");
@@ -360,7 +392,7 @@ TEST_F(refused_import, leaves_nothing_and_names_the_file) {
       {"huge B C", "huge: its header promises 2147483647 samples"},
       {"version B C", "version: SAC header version 5, only 6 and 7"},
       {"spectrum B C", "spectrum: not a series of evenly"},
-      {"day B C", "day: no date and time"},
+      {"day B C", "day: XX.A..BDF has no start between 1970 and 2106"},
       {"nothing B C", "nothing: the file is empty"},
       {"text B C", "text: neither"},
       {"missing B C", "missing: No such file"},
@@ -370,7 +402,7 @@ TEST_F(refused_import, leaves_nothing_and_names_the_file) {
       {"m-damaged B C", "m-damaged: record at byte 0: its "},
       {"m-promise B C", "m-promise: record at byte 2048: its 65535 samples are damaged ("},
       {"m-room B C", "m-room: record at byte 0: 65535 samples of encoding 3 have no room in it"},
-      {"m-old B C", "m-old: XX.A..BDF does not start between 1970 and 2106"},
+      {"m-old B C --stations=good.csv", "m-old: XX.A..BDF has no start between 1970 and 2106"},
       {"m3 B C", "m3: miniSEED of version 3"},
       {"A B", "A: three channels are needed, there are only XX.A..BDF XX.B..BDF"},
       {"A fast-B C", "fast-B: XX.B..BDF has 20.01 samples per second, but XX.A..BDF has 20"},

@@ -44,21 +44,22 @@ struct Array {
   bool was_clockwise = false;
 };
 
-Place require_place(const Channel& channel, const std::vector<StationPlace>& stations) {
-  const Trace& trace = channel.pieces.front();
-  const auto place = stations.empty() ? channel.place : place_of(stations, trace.name);
-  if (!place) {
-    throw std::runtime_error(
-        fmt::format("{}: no latitude and longitude of {}, --stations may name them", trace.file,
-                    text_of(trace.name)));
+/// The places by the table, or without one by the files.
+void find_places(Array& array, const std::vector<Trace>& traces, const std::string& table) {
+  const auto stations = table.empty() ? std::vector<StationPlace>() : read_stations(table);
+  for (std::size_t c = 0; c < array.names.size(); ++c) {
+    const Name& name = array.names.at(c);
+    const auto place = table.empty() ? place_of(traces, name) : place_of(stations, name);
+    if (!place) {
+      throw std::runtime_error(
+          fmt::format("{}: no latitude and longitude of {}, --stations may name them",
+                      std::ranges::find(traces, name, &Trace::name)->file, text_of(name)));
+    }
+    array.places.at(c) = *place;
   }
-  return *place;
 }
 
-void place_microphones(Array& array, const std::vector<StationPlace>& stations) {
-  for (std::size_t c = 0; c < array.channels.size(); ++c) {
-    array.places.at(c) = require_place(array.channels.at(c), stations);
-  }
+void compute_positions(Array& array) {
   try {
     array.positions = local_positions(array.places);
   } catch (const std::runtime_error& error) {
@@ -82,11 +83,11 @@ Array build_array(const Conversion& conversion) {
   std::vector<Trace> traces = read_all(conversion.inputs);
   Array array;
   array.names = choose_channels(traces, conversion.channels);
+  find_places(array, traces, conversion.stations);
   for (std::size_t c = 0; c < array.names.size(); ++c) {
     array.channels.at(c) = merge_channel(traces, array.names.at(c));
   }
-  place_microphones(array, conversion.stations.empty() ? std::vector<StationPlace>()
-                                                       : read_stations(conversion.stations));
+  compute_positions(array);
   number_counter_clockwise(array);
   return array;
 }

@@ -18,6 +18,8 @@ namespace traces {
 namespace {
 
 constexpr double longest_baseline = 100e3;  // metres
+/// Metres by which longitudes up to 360 degrees of single precision may be off, and a little more.
+constexpr double same_place = 2.0;
 /// Height of the triangle above its longest side, as part of it.
 constexpr double flattest = 0.01;
 
@@ -77,6 +79,14 @@ Vector from_centre(const Place& place) {
   const double normal = radius / std::sqrt(1.0 - eccentricity2 * sine * sine);
   return {normal * std::cos(latitude) * std::cos(longitude),
           normal * std::cos(latitude) * std::sin(longitude), normal * (1.0 - eccentricity2) * sine};
+}
+
+void require_on_earth(const Trace& trace) {
+  const Place& place = *trace.place;
+  if (!(std::fabs(place.latitude) <= 90.0 && std::fabs(place.longitude) <= 360.0)) {
+    throw std::runtime_error(fmt::format("{}: no place on earth: latitude {}, longitude {}",
+                                         trace.file, place.latitude, place.longitude));
+  }
 }
 
 double to_millimetres(double metres) {
@@ -141,6 +151,23 @@ std::optional<Place> place_of(const std::vector<StationPlace>& stations, const N
     most_parts = parts;
   }
   return best;
+}
+
+std::optional<Place> place_of(const std::vector<Trace>& traces, const Name& name) {
+  std::optional<Place> first;
+  for (const Trace& trace : traces) {
+    if (trace.name != name || !trace.place) {
+      continue;
+    }
+    require_on_earth(trace);
+    first = first ? first : trace.place;
+    const recording::Position way = local_position(*first, *trace.place);
+    if (std::hypot(way.x, way.y) > same_place) {
+      throw std::runtime_error(fmt::format("{}: {} stands in another place than in other files",
+                                           trace.file, text_of(name)));
+    }
+  }
+  return first;
 }
 
 recording::Position local_position(const Place& reference, const Place& place) {

@@ -27,6 +27,11 @@ std::vector<StationPlace> read_stations(const std::string& path);
 /// Throws std::runtime_error where two of them differ.
 std::optional<Place> place_of(const std::vector<StationPlace>& stations, const Name& name);
 
+/// The place of a channel by its files: the first that is there. Throws std::runtime_error, which
+/// names the file, where it is none on earth, and where another file's is further away than single
+/// precision explains.
+std::optional<Place> place_of(const std::vector<Trace>& traces, const Name& name);
+
 /// Metres to the east and north of a reference, on the plane that touches the earth there.
 recording::Position local_position(const Place& reference, const Place& place);
 

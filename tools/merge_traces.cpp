@@ -71,11 +71,7 @@ Channel merge_channel(std::vector<Trace>& traces, const Name& name) {
   Channel channel;
   std::vector<Trace>& pieces = channel.pieces;
   for (Trace* trace : in_order_of_time(traces, name)) {
-    if (!channel.place) {
-      channel.place = trace->place;
-    } else if (trace->place && trace->place != channel.place) {
-      refuse(*trace, "stands in another place than in other files");
-    }
+    require_sound(*trace);
     if (!pieces.empty()) {
       require_same_frequency(pieces.front(), *trace);
     }

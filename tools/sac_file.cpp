@@ -93,14 +93,10 @@ class SacFile {
     if (place.latitude == undefined || place.longitude == undefined) {
       return std::nullopt;
     }
-    if (!(std::fabs(place.latitude) <= 90.0 && std::fabs(place.longitude) <= 360.0)) {
-      refuse(fmt::format("no place on earth: latitude {}, longitude {}", place.latitude,
-                         place.longitude));
-    }
     return place;
   }
 
-  /// Microseconds since 1970 of the first sample.
+  /// Microseconds since 1970 of the first sample; no_start without a date from 1970 to 2106.
   std::int64_t start() const {
     constexpr double longest = 1e9;  // seconds from the reference time; three decades
     const std::array<std::int32_t, 6> most = {2106, 366, 23, 59, 60, 999};
@@ -109,12 +105,12 @@ class SacFile {
                                   : i == 1 ? 1
                                            : 0) ||
           whole(year_word + i) > most.at(i)) {
-        refuse("no date and time from 1970 to 2106");
+        return no_start;
       }
     }
     const double begin = real(begin_word, begin_double);
     if (!(std::fabs(begin) <= longest) || begin == undefined) {
-      refuse("no time of its first sample");
+      return no_start;
     }
     // A day of the year is one of January, counted on.
     const std::int64_t reference = KorLa::utc_seconds({.year = whole(year_word),
@@ -195,15 +191,13 @@ bool begins_as_sac(std::string_view bytes) {
 
 Trace read_sac(const std::string& path, std::string_view bytes) {
   const SacFile file(path, bytes);
-  Trace trace{.name = {file.text(network_byte), file.text(station_byte), file.text(location_byte),
-                       file.text(channel_byte)},
-              .file = path,
-              .start = file.start(),
-              .frequency = file.frequency(),
-              .samples = file.samples(),
-              .place = file.place()};
-  require_sound(trace);
-  return trace;
+  return {.name = {file.text(network_byte), file.text(station_byte), file.text(location_byte),
+                   file.text(channel_byte)},
+          .file = path,
+          .start = file.start(),
+          .frequency = file.frequency(),
+          .samples = file.samples(),
+          .place = file.place()};
 }
 
 }  // namespace traces

@@ -15,8 +15,8 @@ inline constexpr std::size_t sac_header_size = 632;
 bool begins_as_sac(std::string_view bytes);
 
 /// Reads the bytes of a SAC file of header version 6 or 7, in either byte order. Throws
-/// std::runtime_error, which names the file, for one that is damaged, is not a series of evenly
-/// spaced samples, or has no date.
+/// std::runtime_error, which names the file, for one that is damaged or is not a series of evenly
+/// spaced samples.
 Trace read_sac(const std::string& path, std::string_view bytes);
 
 }  // namespace traces

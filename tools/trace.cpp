@@ -34,7 +34,7 @@ void require_sound(const Trace& trace) {
     refuse(fmt::format("has {} samples per second", trace.frequency));
   }
   if (trace.start < 0 || trace.start >= latest) {
-    refuse("does not start between 1970 and 2106");
+    refuse("has no start between 1970 and 2106");
   }
   const auto wrong =
       std::ranges::find_if_not(trace.samples, [](double s) { return std::isfinite(s); });

@@ -36,15 +36,19 @@ struct Place {
   bool operator==(const Place&) const = default;
 };
 
-/// Samples of one channel without a gap.
+/// Samples of one channel without a gap, as `require_sound` wants them once the channel is chosen:
+/// what nobody asked for may be anything.
 struct Trace {
   Name name = {};
-  std::string file = {};             ///< where it comes from
-  std::int64_t start = 0;            ///< of the first sample, microseconds since 1970 UTC
-  double frequency = 0.0;            ///< Hz, above 0
-  std::vector<double> samples = {};  ///< finite, at least one
-  std::optional<Place> place = std::nullopt;
+  std::string file = {};                      ///< where it comes from
+  std::int64_t start = 0;                     ///< of the first sample, microseconds since 1970 UTC
+  double frequency = 0.0;                     ///< Hz, above 0
+  std::vector<double> samples = {};           ///< finite, at least one
+  std::optional<Place> place = std::nullopt;  ///< as the file has it; unchecked
 };
+
+/// A start that the file does not have.
+inline constexpr std::int64_t no_start = -1;
 
 /// Throws std::runtime_error, which names the file, unless the trace is as said above, has 0.01 to
 /// 100000 Hz and starts where ko24 files can, from 1970 to 2106.

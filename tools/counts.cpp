@@ -13,6 +13,11 @@ namespace traces {
 namespace {
 
 constexpr double most_counts = (1 << 23) - 1;
+constexpr double least_counts = -(1 << 23);
+
+bool has_room(double count) {
+  return count >= least_counts && count <= most_counts;
+}
 
 std::span<const double> samples_of(const Span& span, std::size_t channel) {
   return std::span(span.pieces.at(channel)->samples).subspan(span.first.at(channel), span.count);
@@ -32,7 +37,7 @@ std::vector<std::int32_t> to_counts(const Span& span, std::size_t channel, doubl
   counts.reserve(span.count);
   for (const double sample : samples_of(span, channel)) {
     const double count = std::round(sample * scale);
-    if (!(std::fabs(count) <= most_counts)) {
+    if (!has_room(count)) {
       throw std::runtime_error(fmt::format("{}: a sample of {} gives {} counts, more than 24 bits",
                                            span.pieces.at(channel)->file, sample, count));
     }
@@ -44,9 +49,8 @@ std::vector<std::int32_t> to_counts(const Span& span, std::size_t channel, doubl
 }  // namespace
 
 double choose_scale(const std::vector<Span>& spans) {
-  const bool whole = all_samples(spans, [](double sample) {
-    return std::trunc(sample) == sample && std::fabs(sample) <= most_counts;
-  });
+  const bool whole = all_samples(
+      spans, [](double sample) { return std::trunc(sample) == sample && has_room(sample); });
   if (whole) {
     return 1.0;
   }

@@ -17,6 +17,8 @@ namespace traces {
 
 namespace {
 
+/// Before the first line of a table that a spreadsheet wrote.
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr double longest_baseline = 100e3;  // metres
 /// Metres by which longitudes up to 360 degrees of single precision may be off, and a little more.
 constexpr double same_place = 2.0;
@@ -32,6 +34,9 @@ std::string_view trimmed(std::string_view text) {
 
 std::optional<double> degrees(std::string_view text, double most) {
   text = trimmed(text);
+  if (text.starts_with('+') && !text.starts_with("+-")) {
+    text.remove_prefix(1);
+  }
   double value = 0.0;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool good = error == std::errc() && stop == text.data() + text.size();
@@ -51,10 +56,11 @@ std::optional<StationPlace> station_of(std::string_view line) {
   return StationPlace{std::string(trimmed(fields[0])), {*latitude, *longitude}};
 }
 
-/// A line of a table's head has no number where the latitude belongs.
+/// A line of a table's head has a word where the latitude belongs: neither 40 nor N40.
 bool is_head(std::string_view line) {
   const std::vector<std::string> fields = parts_of(line, ',');
-  return fields.size() >= 3 && trimmed(fields[1]).find_first_of("0123456789") == std::string::npos;
+  return fields.size() >= 3 &&
+         trimmed(fields[1]).substr(0, 2).find_first_of("0123456789+-.") == std::string::npos;
 }
 
 /// A place on the ellipsoid from the earth's centre, metres.
@@ -115,6 +121,9 @@ std::vector<StationPlace> read_stations(const std::string& path) {
   std::string_view line;
   auto found = lines.next(line);
   for (; found == KorLa::LineReader::Found::line; found = lines.next(line)) {
+    if (lines.number() == 1 && line.starts_with(byte_order_mark)) {
+      line.remove_prefix(byte_order_mark.size());
+    }
     if (trimmed(line).empty() || trimmed(line).starts_with('#')) {
       continue;
     }
@@ -139,16 +148,19 @@ std::vector<StationPlace> read_stations(const std::string& path) {
 std::optional<Place> place_of(const std::vector<StationPlace>& stations, const Name& name) {
   std::optional<Place> best;
   std::size_t most_parts = 0;
+  bool is_unclear = false;
   for (const StationPlace& station : stations) {
     const std::size_t parts = parts_of(station.name, '.').size();
     if (!stands_for(station.name, name) || parts < most_parts) {
       continue;
     }
-    if (parts == most_parts && best != station.place) {
-      throw std::runtime_error(fmt::format("--stations: two places for {}", text_of(name)));
-    }
+    const bool is_longer = parts > most_parts;
+    is_unclear = !is_longer && (is_unclear || best != station.place);
     best = station.place;
     most_parts = parts;
+  }
+  if (is_unclear) {
+    throw std::runtime_error(fmt::format("--stations: two places for {}", text_of(name)));
   }
   return best;
 }

@@ -42,8 +42,8 @@ std::vector<double> samples_of(std::size_t channel, std::size_t count) {
   std::vector<double> samples(count);
   for (std::size_t i = 0; i < count; ++i) {
     const double size = i % 50 == 0 ? 8388607 : 1000;
-    samples[i] =
-        std::round(size * std::sin(0.7 * static_cast<double>(i) + static_cast<double>(channel)));
+    const double phase = 0.7 * static_cast<double>(i) + static_cast<double>(channel);
+    samples[i] = i == 50 ? -8388608 : std::round(size * std::sin(phase));
   }
   return samples;
 }
@@ -75,8 +75,8 @@ std::string compose(const Trace& trace, const Form& form) {
 }
 
 const std::string table =
-    "station, latitude, longitude\n# ours\nA,65,20\nXX.B,65.0,20.002,300 "
-    "m\n\"C\",65.001,20\nB,66,2\n";
+    "\xEF\xBB\xBFstation, latitude (WGS84), longitude\n# ours\nA,+65,20\nB,67,3\n"
+    "XX.B,65.0,20.002,300 m\n\"C\",65.001,20\nB,66,2\n";
 
 /// The counts of a series' channel.
 std::vector<double> counts(const KorLa::Korla_Base& series, std::size_t channel) {
@@ -353,7 +353,9 @@ class refused_import : public testing::Test {
     folder.write("m3", "MS\x03" + records);
     folder.write("table.csv", "A,65,20\nB,65\n");
     folder.write("good.csv", table);
-    folder.write("two.csv", "A,65,20\nA,66,20\nB,65,21\nC,65,20.5\n");
+    folder.write("two.csv",
+                 "\xEF\xBB\xBF"
+                 "A,65,20\nA,66,20\nB,65,21\nC,65,20.5\n");
     folder.write("line.csv", "A,65,20\nB,65.001,20\nC,65.002,20\n");
     folder.write("far.csv", "A,65,20\nB,65,24\nC,66,20\n");
     folder.write("one.csv", "A,65,20\n");
@@ -410,7 +412,7 @@ TEST_F(refused_import, leaves_nothing_and_names_the_file) {
       {"A late-A B late-B C late-C", "late-A: XX.A..BDF has a gap of 25.000 s before"},
       {"A late-B C", "A: XX.A..BDF has no time in common"},
       {"A other-A B C", "other-A: XX.A..BDF at 2016-03-01 06:00:25.250 is "},
-      {"A B shifted-C", "shifted-C: XX.C..BDF is 0.15 samples beside those of XX.A..BDF"},
+      {"A B shifted-C", "shifted-C: XX.C..BDF is 0.150 samples beside those of XX.A..BDF"},
       {"A shifted-A B C", "shifted-A: XX.A..BDF begins at 2016-03-01 06:00:00.257 and 0.15"},
       {"no-number-A B C", "no-number-A: XX.A..BDF has a sample that is no number (nan)"},
       {"no-number-C B A", "no-number-C: XX.C..BDF has a sample that is no number (-inf)"},

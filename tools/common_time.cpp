@@ -54,7 +54,7 @@ void require_small(const std::array<const Trace*, 3>& pieces, const std::array<d
   const auto furthest = std::fabs(*most) > std::fabs(*least) ? most : least;
   const auto channel = static_cast<std::size_t>(furthest - rest.begin());
   refuse(*pieces.at(channel),
-         fmt::format("is {:.2f} samples beside those of {}: the channels are up to {:.2f} apart, "
+         fmt::format("is {:.3f} samples beside those of {}: the channels are up to {:.3f} apart, "
                      "more than {}",
                      *furthest, text_of(pieces[0]->name), *most - *least, largest_shift));
 }

@@ -28,7 +28,7 @@ std::size_t place_in(const Trace& piece, const Trace& next) {
   const double exact = samples_until(piece, next.start);
   const double place = std::round(exact);
   if (std::fabs(exact - place) > largest_shift) {
-    refuse(next, fmt::format("begins at {} and {:.2f} samples beside those of {}, more than {}",
+    refuse(next, fmt::format("begins at {} and {:.3f} samples beside those of {}, more than {}",
                              time_text(next.start), exact - place, piece.file, largest_shift));
   }
   return static_cast<std::size_t>(place);

@@ -99,12 +99,10 @@ class SacFile {
   /// Microseconds since 1970 of the first sample; no_start without a date from 1970 to 2106.
   std::int64_t start() const {
     constexpr double longest = 1e9;  // seconds from the reference time; three decades
-    const std::array<std::int32_t, 6> most = {2106, 366, 23, 59, 60, 999};
+    constexpr std::array<std::int32_t, 6> least = {1970, 1, 0, 0, 0, 0};
+    constexpr std::array<std::int32_t, 6> most = {2106, 366, 23, 59, 60, 999};
     for (std::size_t i = 0; i < most.size(); ++i) {
-      if (whole(year_word + i) < (i == 0   ? 1970
-                                  : i == 1 ? 1
-                                           : 0) ||
-          whole(year_word + i) > most.at(i)) {
+      if (whole(year_word + i) < least.at(i) || whole(year_word + i) > most.at(i)) {
         return no_start;
       }
     }
